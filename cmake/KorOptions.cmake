@@ -1,0 +1,42 @@
+# How every target of the project is compiled and linked: kor_options, used PRIVATE.
+
+include(CheckPIESupported)
+check_pie_supported()
+
+set(KOR_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize= (address,undefined or thread)")
+option(KOR_WERROR "Treat warnings as errors" ON)
+option(KOR_COVERAGE "Instrument for gcov" OFF)
+option(KOR_LTO "Link-time optimisation" OFF)
+
+add_library(kor_options INTERFACE)
+target_include_directories(kor_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_compile_options(kor_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${KOR_WERROR}>:-Werror>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+  -fvisibility-inlines-hidden -fstack-protector-strong)
+target_link_options(kor_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+if(KOR_SANITIZE)
+  target_compile_options(kor_options INTERFACE
+    -fsanitize=${KOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kor_options INTERFACE -fsanitize=${KOR_SANITIZE})
+else()
+  # Fortification needs optimisation, and the sanitizers replace the functions that it hardens.
+  target_compile_options(kor_options INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
+
+if(KOR_COVERAGE)
+  target_compile_options(kor_options INTERFACE --coverage)
+  target_link_options(kor_options INTERFACE --coverage)
+endif()
+
+if(KOR_LTO)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+endif()
+
+find_program(KOR_CCACHE ccache)
+if(KOR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${KOR_CCACHE})
+endif()

@@ -1,0 +1,50 @@
+// The seam between a scan and the machine it examines: everything a scanner learns about the
+// outside comes through here, so that a machine can be recorded and played back.
+
+#pragma once
+
+#include <string>
+
+#include "kor/string.h"
+
+// What became of a command line.
+struct KorCommandResult {
+  enum class Outcome {
+    kExited,      // `status` is the shell's exit status
+    kStatusLost,  // it ended, but somebody else took its status (SIGCHLD ignored)
+    kNotStarted,  // the shell could not be run
+    kTooLong,     // the output passed the cap; it is cut there
+    kKilled,      // the shell was killed by signal `status`
+  };
+  Outcome outcome = Outcome::kNotStarted;
+  int status = 0;
+  std::string output;  // standard output, raw bytes
+};
+
+// May be called from several threads at once.
+class KorMachine {
+ public:
+  virtual ~KorMachine() = default;
+  // Runs one shell command line and waits for its end. On a KorThread that is cancelled by force
+  // the command is killed and KorThreadCancelled is thrown.
+  virtual KorCommandResult RunCommand(const KorString& command) = 0;
+  virtual bool FileExists(const KorString& path) = 0;
+  virtual KorString HostName() = 0;
+  virtual KorString DistributionName() = 0;
+
+  // The machine that scans examine: the live one unless another was set. The machine that is set is
+  // not owned and must outlive its use; null goes back to the live one. Returns the one before.
+  static KorMachine& Current();
+  static KorMachine* SetCurrent(KorMachine* machine);
+};
+
+// The machine this process runs on.
+class KorLiveMachine : public KorMachine {
+ public:
+  KorCommandResult RunCommand(const KorString& command) override;
+  bool FileExists(const KorString& path) override;
+  // gethostname(2).
+  KorString HostName() override;
+  // PRETTY_NAME, else NAME, of os-release(5); "Linux" without one.
+  KorString DistributionName() override;
+};

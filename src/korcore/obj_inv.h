@@ -1,0 +1,153 @@
+// The inventory document: classes with their attribute definitions, instances and values.
+//
+// All names and values are bytes. Names are unique within their level. Elements keep the order in
+// which they were made. A document and all below it belong to one thread at a time.
+
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "kor/container.h"
+#include "kor/debug.h"
+#include "kor/string.h"
+#include "korcore/obj_base.h"
+
+// One value of an instance.
+class ObjInstAttr : public ObjBase {
+ public:
+  using ObjBase::ObjBase;
+
+  const KorString& GetValue() const { return value; }
+  void SetValue(const KorString& text) { value = text; }
+
+  // The value before the change, in a differential or a merge; null when there is none.
+  const KorString* GetPreviousValue() const { return previousValue.get(); }
+  void SetPreviousValue(const KorString& text) {
+    previousValue = std::make_unique<KorString>(text);
+  }
+
+ private:
+  KorString value;
+  std::unique_ptr<KorString> previousValue;
+};
+
+// One instance of a class.
+class ObjInst : public ObjBase {
+ public:
+  using ObjBase::ObjBase;
+
+  ObjSetOf<ObjInstAttr>& Attributes() { return attributes; }
+  const ObjSetOf<ObjInstAttr>& Attributes() const { return attributes; }
+
+  // The value element of that name, made and appended when absent; null only without memory.
+  ObjInstAttr* Ensure(const KorString& name);
+
+ private:
+  ObjSetOf<ObjInstAttr> attributes;
+};
+
+// One attribute definition of a class. The type is a label: values are text whatever it says.
+class ObjTypeAttr : public ObjBase {
+ public:
+  explicit ObjTypeAttr(const KorString& initialName, const KorString& initialType = KorString())
+      : ObjBase(initialName), type(initialType) {}
+
+  const KorString& GetType() const { return type; }
+  const KorString& GetUnit() const { return unit; }
+  const KorString& GetDesc() const { return desc; }
+  void SetType(const KorString& text) { type = text; }
+  void SetUnit(const KorString& text) { unit = text; }
+  void SetDesc(const KorString& text) { desc = text; }
+
+  // A full copy, owned by the caller. The argument is ignored.
+  ObjTypeAttr* Clone(unsigned long what) const;
+
+ private:
+  KorString type;
+  KorString unit;
+  KorString desc;
+};
+
+// One class.
+class ObjType : public ObjBase {
+ public:
+  using ObjBase::ObjBase;
+
+  ObjSetOf<ObjTypeAttr>& Attributes() { return attributes; }
+  const ObjSetOf<ObjTypeAttr>& Attributes() const { return attributes; }
+  ObjSetOf<ObjInst>& Instances() { return instances; }
+  const ObjSetOf<ObjInst>& Instances() const { return instances; }
+
+  // The instance of that name, made and appended when absent.
+  ObjInst* Ensure(const KorString& name);
+  // The definition of that name, made and appended when absent; one that is there is returned
+  // unchanged, whatever its type.
+  ObjTypeAttr* Ensure(const KorString& name, const KorString& type);
+
+ private:
+  ObjSetOf<ObjTypeAttr> attributes;
+  ObjSetOf<ObjInst> instances;
+};
+
+class ObjInvParser;
+
+class ObjInv {
+ public:
+  // Messages about the document go to the context; null is allowed.
+  explicit ObjInv(KorDebugContext* context);
+  ~ObjInv();
+  ObjInv(const ObjInv&) = delete;
+  ObjInv& operator=(const ObjInv&) = delete;
+
+  const KorString& GetName() const { return name; }
+  void SetName(const KorString& text) { name = text; }
+
+  // The kind of document: 0 not set, 1 whole, 2 differential, 3 whole merged with the differential.
+  unsigned long GetType() const { return type; }
+  void SetType(unsigned long kind) { type = kind; }
+  const KorString& GetChecksum() const { return checksum; }
+  void SetChecksum(const KorString& text) { checksum = text; }
+  const KorString& GetLastChecksum() const { return lastChecksum; }
+  void SetLastChecksum(const KorString& text) { lastChecksum = text; }
+
+  ObjSetOf<ObjType>& Objects() { return objects; }
+  const ObjSetOf<ObjType>& Objects() const { return objects; }
+
+  // The class of that name, made and appended when absent.
+  ObjType* Ensure(const KorString& name);
+
+  // Removes everything: classes, name, kind and checksums.
+  void Clear();
+
+  // Replaces the file by this document as XML (docs/file-formats.md). Equal documents give equal
+  // files, byte for byte. False on a write error, with the reason logged; the old file then stays.
+  bool Save(const KorString& path) const;
+
+  // Replaces this document by the one in the file. False, with file, line and reason logged and the
+  // document empty, when the file cannot be read or is not such a document. The parser argument is
+  // ignored.
+  bool Parse(const KorString& path, ObjInvParser* parser);
+
+  // Replaces the file by an SQLite database of this document (docs/file-formats.md). False on a
+  // write error, with the reason logged; the old file then stays.
+  bool Dump(const KorString& path) const;
+
+  // Runs the statement in the container's "Query" on the dump at the path and replaces the
+  // container's content by "Columns" (strings), "Rows" (containers with "Values", strings) and
+  // "Truncated" (bool), or by "Error" (string). Read-only; attached databases and pragmas are
+  // refused; time and rows are bounded. False when there is an "Error".
+  bool Query(const KorString& path, KorContainer& container);
+
+ private:
+  KorDebugContext* context;
+  KorString name;
+  unsigned long type = 0;
+  KorString checksum;
+  KorString lastChecksum;
+  ObjSetOf<ObjType> objects;
+};
+
+// Whether two documents are the same in every class, definition, instance and value, marks and
+// order included; the documents' own name, kind and checksums are left out.
+bool SameObjects(const ObjInv& left, const ObjInv& right);
