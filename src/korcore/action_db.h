@@ -31,6 +31,13 @@ struct ActionDescription {
   std::vector<ActionParameter> parameters;
 };
 
+// The key under which an invoked action's result comes back in its container, a 32-bit integer.
+inline constexpr const char* ACTIONDB_ERRORCODE = "ErrorCode";
+
+// Reads a signature: a name and, in parentheses, the parameters, each a type and a name. Names are
+// letters, digits and underscores. False, with `out` undefined, for anything else.
+bool ActionDbParseSignature(const KorString& signature, ActionDescription& out);
+
 // Registers an action. The handle names the module that owns it (any unique pointer).
 // ACTIONDB_ERROR_ACTIONDUPLICATE when the name is taken, ACTIONDB_ERROR_BADPARAM when the signature
 // cannot be read.
@@ -39,8 +46,8 @@ uint32_t ActionDbRegisterAction(const KorString& signature, ActionHandler handle
 
 // Invokes an action on the calling thread. An empty target is this agent; others are not reachable
 // (ACTIONDB_ERROR_ACTIONNOTFOUND). Parameters outside the signature are passed on. An exception out
-// of the handler is logged and counts as ACTIONDB_ERROR_FAILURE. The trailing arguments are
-// ignored.
+// of the handler is logged and counts as ACTIONDB_ERROR_FAILURE. The result is also put into the
+// container under ACTIONDB_ERRORCODE when the action is known. The trailing arguments are ignored.
 uint32_t ActionDbInvokeContainer(const KorString& target, const KorString& action,
                                  KorContainer& container, int unused1, int unused2, int unused3,
                                  int unused4);

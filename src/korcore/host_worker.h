@@ -10,8 +10,10 @@ void HostWorkerQueue(std::function<void()> call);
 // Starts the worker; nothing when it runs.
 void HostWorkerStart();
 
-// Ends the worker after the call in progress. Calls still queued are dropped.
+// Ends the worker after the call in progress. Calls still queued are dropped. Not to be called by a
+// queued call.
 void HostWorkerStop();
 
-// Waits until the queue is empty and no call is in progress. For tests and for an orderly end.
+// Waits until the queue is empty and no call is in progress; returns at once when no worker runs.
+// For tests and for an orderly end; not to be called by a queued call.
 void HostWorkerDrain();
