@@ -1,0 +1,29 @@
+#include "hardware/module/globals.h"
+
+namespace HardwareInventory {
+
+KorDebug debugInv("HardwareInventory", "Hardware inventory module (HardwareModule)");
+
+KorString strModuleIniFile;
+KorString strModuleDataPath;
+KorString strModuleFilterFileStd;
+KorString strModuleFilterFileTmp;
+KorString strModuleFilterFileNet;
+KorString strModuleWorkDataFile;
+KorString strModuleLastDataFile;
+KorString strModuleDiffDataFile;
+KorString strModuleSentDataFile;
+KorString strModuleUpldDataFile;
+KorString strModuleLastDumpFile;
+
+HardwareConfig hwConfig;
+
+KorMutex mutexInv;
+
+HardwareThread threadInv;
+
+bool fRunningInv = false;
+bool fUploadRequested = false;
+bool fWithError = false;
+
+}  // namespace HardwareInventory
