@@ -8,6 +8,10 @@
 
 #include "kor/string.h"
 
+// Makes what was renamed, created or removed in the folder of the path durable. A folder that
+// cannot be synchronised is reported in the framework's log: the change itself has been made.
+void SyncFolderOf(const KorString& path);
+
 // Writes into a temporary file, mode 0600, in the folder of the target; Commit() makes it durable
 // and renames it onto the target. Without a successful Commit the target stays as it was and
 // nothing is left behind. A target that is a link is replaced, not followed.
@@ -33,13 +37,14 @@ class KorAtomicFile {
   const KorString& TemporaryPath() const { return temporaryPath; }
 
  private:
+  bool CreateTemporary(const KorString& stem);
   void Flush();
   void Fail(const char* what);
+  void Discard();
 
   KorString path;
   KorString temporaryPath;
   KorString error;
   std::string buffer;
   int descriptor = -1;
-  bool committed = false;
 };

@@ -4,8 +4,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
 
 #include "kor/string.h"
+
+// Whether the system can be given this path: not empty and without a NUL byte, where the system
+// would see the end of another path. When not, errno is ENOENT.
+bool PathIsUsable(const KorString& path);
 
 // Follows links; false also when it cannot be told.
 bool FileExists(const KorString& path);
@@ -17,7 +24,7 @@ bool FileDelete(const KorString& path, int flag);
 // Replaces the target; the rename is made durable (folder fsync).
 bool FileRename(const KorString& from, const KorString& to);
 
-// Size in bytes, -1 when there is no such file.
+// Size in bytes, -1 when there is no such file. Folders are no files.
 int64_t FileGetSize(const KorString& path);
 
 // MD5 of the content in lower-case hex; empty when it cannot be read. A checksum, not a signature:
@@ -29,13 +36,21 @@ KorString FileMd5(const KorString& path);
 int FileCreate(const KorString& path, int flag);
 // Writes all of it; false on an error.
 bool FileWrite(int descriptor, const char* data, size_t length);
-// Makes what was written durable and closes; false when that failed.
+// Makes what was written durable; true also where there is nothing to synchronise (a pipe).
+bool FileSync(int descriptor);
+// FileSync and close; false when one of them failed. The descriptor is closed in any case.
 bool FileClose(int descriptor);
 
-// The whole content. False with the reason in `error` when it cannot be read.
+// Hands the content to `take` piece by piece until it answers false (which is no error). False with
+// the reason in `error` ("No such file or directory") when it cannot be read to the end.
+bool FileReadChunks(const KorString& path, const std::function<bool(std::string_view)>& take,
+                    KorString& error);
+
+// The whole content. False with the reason in `error`, as above, when it cannot be read.
 bool FileReadAll(const KorString& path, std::string& content, KorString& error);
 
-// Replaces the file whole or leaves it as it was (kor/atomic_file.h).
+// Replaces the file whole or leaves it as it was (kor/atomic_file.h); then the reason is in the
+// framework's log.
 bool SaveFileFromString(const KorString& path, const KorString& content);
 
 // Creates the folder, with parents, mode 0750. True when it is there afterwards.
