@@ -12,7 +12,7 @@ void KorFormatArgument::AppendTo(std::string& out) const {
     return;
   }
   char digits[20];  // enough for 2^64 - 1
-  const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
   if (isNegative) out += '-';
   out.append(digits, end);
 }
