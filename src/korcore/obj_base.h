@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string_view>
+#include <optional>
 
 #include "kor/string.h"
 
@@ -14,6 +14,14 @@ class ObjSet;
 
 // What a differential or a merge says of an element.
 enum class ObjChange : uint8_t { kNone, kAdded, kModified, kRemoved };
+
+// Where an element stands in its set: at the front, or right after the member of that name.
+struct ObjPlace {
+  bool isFirst = false;
+  KorString after;
+
+  bool operator==(const ObjPlace&) const = default;
+};
 
 class ObjBase {
  public:
@@ -31,12 +39,35 @@ class ObjBase {
   ObjChange GetChange() const { return change; }
   void SetChange(ObjChange newChange) { change = newChange; }
 
+  // In a differential, where the element stands in the new document; in a differential or a merge,
+  // where it stood in the old one. Null where the rest of the order says it already
+  // (docs/file-formats.md).
+  const ObjPlace* GetPlace() const;
+  const ObjPlace* GetPreviousPlace() const;
+  void SetPlace(const ObjPlace& place);
+  void SetPreviousPlace(const ObjPlace& place);
+
+  // Takes over the change and the places of another element.
+  void CopyMarks(const ObjBase& other);
+  bool SameMarks(const ObjBase& other) const;
+  // Whether there is a change or a place.
+  bool HasMarks() const { return change != ObjChange::kNone || places != nullptr; }
+
  private:
   friend class ObjSet;
+  struct Places {
+    std::optional<ObjPlace> now;
+    std::optional<ObjPlace> before;
+    bool operator==(const Places&) const = default;
+  };
+  Places& EnsurePlaces();
+
   KorString name;
   ObjSet* owner = nullptr;
   ObjBase* previous = nullptr;
   ObjBase* next = nullptr;
+  // Few elements have any, and there may be millions of elements.
+  std::unique_ptr<Places> places;
   ObjChange change = ObjChange::kNone;
 };
 
@@ -63,21 +94,36 @@ class ObjSet {
   // element that belongs to a set; the caller then still owns the element.
   bool Add(ObjBase* element);
 
+  // As Add, but puts the element right after that member; null is the front.
+  bool Insert(ObjBase* element, ObjBase* after);
+
+  // Puts the member right after another one; null is the front.
+  void Move(ObjBase* element, ObjBase* after);
+
   // Unlinks the member and hands it to the caller, who deletes it; null when absent.
   ObjBase* Del(const KorString& name);
 
   // Deletes all members.
   void Clear();
 
+  // Exchanges the members of two sets; both cursors are rewound.
+  void Swap(ObjSet& other);
+
   // Members in order without the cursor; the set must not change meanwhile.
   ObjBase* Head() const { return head; }
+  ObjBase* Tail() const { return tail; }
   static ObjBase* After(const ObjBase* element) { return element->next; }
+  static ObjBase* Before(const ObjBase* element) { return element->previous; }
 
  private:
   friend class ObjBase;
   struct Index;
 
   bool Rename(ObjBase* element, const KorString& newName);
+  void AddToIndex(ObjBase* element);
+  void Link(ObjBase* element, ObjBase* after);
+  void Unlink(ObjBase* element);
+  void AdoptMembers();
 
   ObjBase* head = nullptr;
   ObjBase* tail = nullptr;

@@ -5,8 +5,11 @@
 
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
-#include <optional>
+#include <string_view>
 
 #include "kor/container.h"
 #include "kor/debug.h"
@@ -47,26 +50,43 @@ class ObjInst : public ObjBase {
   ObjSetOf<ObjInstAttr> attributes;
 };
 
+// What a definition says besides its name.
+struct ObjDefinition {
+  KorString type;
+  KorString unit;
+  KorString desc;
+
+  bool operator==(const ObjDefinition&) const = default;
+};
+
 // One attribute definition of a class. The type is a label: values are text whatever it says.
 class ObjTypeAttr : public ObjBase {
  public:
   explicit ObjTypeAttr(const KorString& initialName, const KorString& initialType = KorString())
-      : ObjBase(initialName), type(initialType) {}
+      : ObjBase(initialName), definition{initialType, KorString(), KorString()} {}
 
-  const KorString& GetType() const { return type; }
-  const KorString& GetUnit() const { return unit; }
-  const KorString& GetDesc() const { return desc; }
-  void SetType(const KorString& text) { type = text; }
-  void SetUnit(const KorString& text) { unit = text; }
-  void SetDesc(const KorString& text) { desc = text; }
+  const KorString& GetType() const { return definition.type; }
+  const KorString& GetUnit() const { return definition.unit; }
+  const KorString& GetDesc() const { return definition.desc; }
+  void SetType(const KorString& text) { definition.type = text; }
+  void SetUnit(const KorString& text) { definition.unit = text; }
+  void SetDesc(const KorString& text) { definition.desc = text; }
+
+  const ObjDefinition& GetDefinition() const { return definition; }
+  void SetDefinition(const ObjDefinition& newDefinition) { definition = newDefinition; }
+
+  // The definition before the change, in a differential or a merge; null when there is none.
+  const ObjDefinition* GetPreviousDefinition() const { return previousDefinition.get(); }
+  void SetPreviousDefinition(const ObjDefinition& old) {
+    previousDefinition = std::make_unique<ObjDefinition>(old);
+  }
 
   // A full copy, owned by the caller. The argument is ignored.
   ObjTypeAttr* Clone(unsigned long what) const;
 
  private:
-  KorString type;
-  KorString unit;
-  KorString desc;
+  ObjDefinition definition;
+  std::unique_ptr<ObjDefinition> previousDefinition;
 };
 
 // One class.
@@ -91,6 +111,13 @@ class ObjType : public ObjBase {
 };
 
 class ObjInvParser;
+
+// What one query may cost.
+struct ObjQueryLimits {
+  size_t rows = 10'000;
+  size_t bytes = 16'777'216;  // of all values together
+  uint32_t milliseconds = 5'000;
+};
 
 class ObjInv {
  public:
@@ -120,6 +147,33 @@ class ObjInv {
   // Removes everything: classes, name, kind and checksums.
   void Clear();
 
+  // Replaces everything by a copy of what the other document holds, marks included.
+  void CopyFrom(const ObjInv& other);
+
+  // Replaces the classes of `out` by what must be known to make this document's classes out of the
+  // old document's, and the other way round; none when they are equal. The documents' own names,
+  // kinds and checksums are neither compared nor touched. False, with the reason logged and the
+  // classes of `out` removed, when either document carries marks itself: what is already a
+  // differential or a merge has no state of its own to compare.
+  bool Diff(const ObjInv& old, ObjInv& out) const;
+
+  // Makes the new document out of this one, the old. False, with the reason logged and nothing
+  // changed, when the differential was not made from this document.
+  bool Apply(const ObjInv& diff);
+
+  // Lays the differential into this document, the new one it was made from: changes are marked and
+  // what was removed is there again, marked so. False, with the reason logged and nothing changed,
+  // when the differential does not belong to this document.
+  bool Merge(const ObjInv& diff);
+
+  // Replaces the classes of `out` by the new or the old ones of this merge, without marks. False,
+  // with the reason logged and the classes of `out` removed, when the marks contradict each other.
+  bool ReadNew(ObjInv& out) const;
+  bool ReadOld(ObjInv& out) const;
+
+  // Gives the document as XML (docs/file-formats.md) in pieces.
+  void WriteXml(const std::function<void(std::string_view)>& write) const;
+
   // Replaces the file by this document as XML (docs/file-formats.md). Equal documents give equal
   // files, byte for byte. False on a write error, with the reason logged; the old file then stays.
   bool Save(const KorString& path) const;
@@ -134,10 +188,11 @@ class ObjInv {
   bool Dump(const KorString& path) const;
 
   // Runs the statement in the container's "Query" on the dump at the path and replaces the
-  // container's content by "Columns" (strings), "Rows" (containers with "Values", strings) and
-  // "Truncated" (bool), or by "Error" (string). Read-only; attached databases and pragmas are
-  // refused; time and rows are bounded. False when there is an "Error".
-  bool Query(const KorString& path, KorContainer& container);
+  // container's content by "Columns" (strings), "Rows" (containers with "Values", strings; no such
+  // key without rows) and "Truncated" (bool), or by "Error" (string). Read-only; attached databases
+  // and pragmas are refused. What the limits cut off makes "Truncated" true; a query that reaches
+  // the time limit before its first row is an "Error". False when there is an "Error".
+  bool Query(const KorString& path, KorContainer& container, const ObjQueryLimits& limits = {});
 
  private:
   KorDebugContext* context;
@@ -151,3 +206,6 @@ class ObjInv {
 // Whether two documents are the same in every class, definition, instance and value, marks and
 // order included; the documents' own name, kind and checksums are left out.
 bool SameObjects(const ObjInv& left, const ObjInv& right);
+
+// Whether they are the same in everything.
+bool SameDocuments(const ObjInv& left, const ObjInv& right);

@@ -1,0 +1,220 @@
+#include "korcore/obj_base.h"
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Up to this size a walk over the members is as fast as a hash table and costs no memory. Most
+// instances have no more values than that.
+constexpr size_t kSearchedMembers = 8;
+
+}  // namespace
+
+// Open addressing, linear probing, deletion by moving back: eight bytes a slot and nothing per
+// member. The size is a power of two.
+struct ObjSet::Index {
+  std::vector<ObjBase*> slots = std::vector<ObjBase*>(4 * kSearchedMembers, nullptr);
+  size_t used = 0;
+
+  size_t Home(const KorString& name) const {
+    return std::hash<KorString>()(name) & (slots.size() - 1);
+  }
+  size_t Next(size_t slot) const { return (slot + 1) & (slots.size() - 1); }
+
+  ObjBase* Find(const KorString& name) const {
+    size_t slot = Home(name);
+    while (slots[slot] != nullptr && slots[slot]->name != name) slot = Next(slot);
+    return slots[slot];
+  }
+
+  void Insert(ObjBase* element) {
+    if ((used + 1) * 4 > slots.size() * 3) Grow();
+    Put(element);
+    ++used;
+  }
+
+  void Erase(const ObjBase* element) {
+    size_t hole = Home(element->name);
+    while (slots[hole] != element) hole = Next(hole);
+    for (size_t slot = Next(hole); slots[slot] != nullptr; slot = Next(slot)) {
+      const size_t mask = slots.size() - 1;
+      const size_t distanceFromHome = (slot - Home(slots[slot]->name)) & mask;
+      if (distanceFromHome < ((slot - hole) & mask)) continue;
+      slots[hole] = slots[slot];
+      hole = slot;
+    }
+    slots[hole] = nullptr;
+    --used;
+  }
+
+ private:
+  void Put(ObjBase* element) {
+    size_t slot = Home(element->name);
+    while (slots[slot] != nullptr) slot = Next(slot);
+    slots[slot] = element;
+  }
+
+  void Grow() {
+    std::vector<ObjBase*> old(slots.size() * 2, nullptr);
+    old.swap(slots);
+    for (ObjBase* element : old) {
+      if (element != nullptr) Put(element);
+    }
+  }
+};
+
+ObjBase::~ObjBase() = default;
+
+bool ObjBase::SetName(const KorString& newName) {
+  if (owner != nullptr) return owner->Rename(this, newName);
+  name = newName;
+  return true;
+}
+
+const ObjPlace* ObjBase::GetPlace() const {
+  return places != nullptr && places->now ? &*places->now : nullptr;
+}
+
+const ObjPlace* ObjBase::GetPreviousPlace() const {
+  return places != nullptr && places->before ? &*places->before : nullptr;
+}
+
+ObjBase::Places& ObjBase::EnsurePlaces() {
+  if (places == nullptr) places = std::make_unique<Places>();
+  return *places;
+}
+
+void ObjBase::SetPlace(const ObjPlace& place) {
+  EnsurePlaces().now = place;
+}
+
+void ObjBase::SetPreviousPlace(const ObjPlace& place) {
+  EnsurePlaces().before = place;
+}
+
+void ObjBase::CopyMarks(const ObjBase& other) {
+  change = other.change;
+  places = other.places == nullptr ? nullptr : std::make_unique<Places>(*other.places);
+}
+
+bool ObjBase::SameMarks(const ObjBase& other) const {
+  if (change != other.change) return false;
+  if (places == nullptr || other.places == nullptr) return places == other.places;
+  return *places == *other.places;
+}
+
+ObjSet::ObjSet() = default;
+
+ObjSet::~ObjSet() {
+  Clear();
+}
+
+ObjBase* ObjSet::Next() {
+  ObjBase* current = cursor;
+  if (current != nullptr) cursor = current->next;
+  return current;
+}
+
+ObjBase* ObjSet::Get(const KorString& name) const {
+  if (index != nullptr) return index->Find(name);
+  for (ObjBase* element = head; element != nullptr; element = element->next) {
+    if (element->name == name) return element;
+  }
+  return nullptr;
+}
+
+bool ObjSet::Add(ObjBase* element) {
+  return Insert(element, tail);
+}
+
+bool ObjSet::Insert(ObjBase* element, ObjBase* after) {
+  if (element == nullptr || element->owner != nullptr || Get(element->name) != nullptr) {
+    return false;
+  }
+  AddToIndex(element);
+  element->owner = this;
+  Link(element, after);
+  ++count;
+  return true;
+}
+
+void ObjSet::Move(ObjBase* element, ObjBase* after) {
+  if (element == after || element->previous == after) return;
+  Unlink(element);
+  Link(element, after);
+}
+
+ObjBase* ObjSet::Del(const KorString& name) {
+  ObjBase* element = Get(name);
+  if (element == nullptr) return nullptr;
+  if (index != nullptr) index->Erase(element);
+  if (cursor == element) cursor = element->next;
+  Unlink(element);
+  element->owner = nullptr;
+  element->previous = nullptr;
+  element->next = nullptr;
+  --count;
+  return element;
+}
+
+void ObjSet::Clear() {
+  index.reset();
+  cursor = nullptr;
+  tail = nullptr;
+  count = 0;
+  ObjBase* element = std::exchange(head, nullptr);
+  while (element != nullptr) {
+    const std::unique_ptr<ObjBase> ended(element);
+    element = element->next;
+  }
+}
+
+void ObjSet::Swap(ObjSet& other) {
+  std::swap(head, other.head);
+  std::swap(tail, other.tail);
+  std::swap(count, other.count);
+  std::swap(index, other.index);
+  AdoptMembers();
+  other.AdoptMembers();
+}
+
+void ObjSet::AdoptMembers() {
+  cursor = head;
+  for (ObjBase* element = head; element != nullptr; element = element->next) {
+    element->owner = this;
+  }
+}
+
+bool ObjSet::Rename(ObjBase* element, const KorString& newName) {
+  if (element->name == newName) return true;
+  if (Get(newName) != nullptr) return false;
+  if (index != nullptr) index->Erase(element);
+  element->name = newName;
+  if (index != nullptr) index->Insert(element);
+  return true;
+}
+
+// What needs memory comes first, so that an element is in the set whole or not at all.
+void ObjSet::AddToIndex(ObjBase* element) {
+  if (index == nullptr) {
+    if (count < kSearchedMembers) return;
+    auto made = std::make_unique<Index>();
+    for (ObjBase* member = head; member != nullptr; member = member->next) made->Insert(member);
+    index = std::move(made);
+  }
+  index->Insert(element);
+}
+
+void ObjSet::Link(ObjBase* element, ObjBase* after) {
+  element->previous = after;
+  element->next = after == nullptr ? head : after->next;
+  (element->previous == nullptr ? head : element->previous->next) = element;
+  (element->next == nullptr ? tail : element->next->previous) = element;
+}
+
+void ObjSet::Unlink(ObjBase* element) {
+  (element->previous == nullptr ? head : element->previous->next) = element->next;
+  (element->next == nullptr ? tail : element->next->previous) = element->previous;
+}
