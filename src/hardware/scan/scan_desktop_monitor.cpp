@@ -1,0 +1,9 @@
+#include "hardware/scan/scanners.h"
+
+namespace HardwareInventory {
+
+bool ScanDesktopMonitor(ObjInv&) {
+  return false;
+}
+
+}  // namespace HardwareInventory

@@ -1,0 +1,86 @@
+#include <vector>
+
+#include "hardware/module/globals.h"
+#include "hardware/scan/disk_listing.h"
+#include "hardware/scan/scanners.h"
+#include "hardware/scan/toolkit.h"
+#include "kor/command.h"
+
+namespace HardwareInventory {
+
+namespace {
+
+constexpr AttributeRow kAttributes[] = {
+    {"Model", kString},
+    {"Size", kInteger},
+    {"Partitions", kInteger},
+    {"InterfaceType", kString},
+};
+
+// The class of letters is that of the partitions, the "|" included.
+constexpr const char* kDiskPattern = "^/dev/([h|s|e|x]d[a-z])[0-9]+";
+
+struct InterfaceWord {
+  const char* prefix;
+  const char* word;
+};
+constexpr InterfaceWord kInterfaceWords[] = {
+    {"hd", "IDE"},
+    {"sd", "SCSI"},
+    {"ed", "ESDI"},
+    {"xd", "XT"},
+};
+
+struct Disk {
+  KorString name;
+  unsigned int partitions = 0;
+  uint64_t size = 0;
+};
+
+Disk& DiskNamed(std::vector<Disk>& disks, const KorString& name) {
+  for (Disk& disk : disks) {
+    if (disk.name.IsEqualTo(name, false)) return disk;
+  }
+  disks.push_back({name});
+  return disks.back();
+}
+
+void CountPartition(std::vector<Disk>& disks, const KorString& line) {
+  KorVector<KorString> groups;
+  if (FindPcre(line, kDiskPattern, groups, 0, 1, 1) == 0) return;
+  Disk& disk = DiskNamed(disks, groups[0]);
+  ++disk.partitions;
+  disk.size += DiskMegabytes(line, kTotalBlocksPattern);
+}
+
+void AddDisk(ObjType& type, const Disk& disk) {
+  ObjInst* instance = type.Ensure(disk.name);
+  if (instance == nullptr) return;
+  SetValue(*instance, "Model", "/dev/" + disk.name);
+  SetNumberUnlessZero(*instance, "Size", disk.size);
+  KorString partitions;
+  partitions.Printf("%u", disk.partitions);
+  SetValue(*instance, "Partitions", partitions);
+  for (const InterfaceWord& row : kInterfaceWords) {
+    if (!disk.name.StartsWith(row.prefix, true)) continue;
+    SetValue(*instance, "InterfaceType", row.word);
+    return;
+  }
+}
+
+}  // namespace
+
+bool ScanPhysicalDisk(ObjInv& inventory) {
+  debugInv.PrintWithNL("Scanning disk drive");
+  ObjType* type = EnsureClass(inventory, "Disk Drive", kAttributes);
+  if (type == nullptr) return false;
+
+  KorString output;
+  if (!CommandToString(kDiskListingCommand, output)) return false;
+  std::vector<Disk> disks;
+  ForEachDiskLine(output, [&disks](const KorString& line) { CountPartition(disks, line); });
+  for (const Disk& disk : disks) AddDisk(*type, disk);
+  return true;
+}
+
+}  // namespace HardwareInventory
