@@ -1,0 +1,41 @@
+// The search that all regular-expression functions share. Internal to this library: callers use
+// kor/regex.h.
+
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+#include "kor/string.h"
+
+class CompiledRegex;
+
+// One expression, taken from the cache of compiled expressions or compiled now, and the groups of
+// its latest match. To be used by one thread.
+class RegexSearch {
+ public:
+  RegexSearch(const KorString& pattern, int options);
+
+  // Why and where the expression does not compile; the empty text when it does.
+  const KorString& Error() const;
+
+  // The first match at or after `from`, unless `mayBeEmpty` is false not an empty one right there.
+  // An expression that does not compile and a search that hits a limit find nothing and give one
+  // warning for the expression. The subject must live as long as the groups are asked for.
+  bool Find(std::string_view subject, size_t from = 0, bool mayBeEmpty = true);
+
+  // After a Find() that was true, until the next Find() of any RegexSearch on this thread.
+  size_t Begin() const { return offsets[0]; }
+  size_t End() const { return offsets[1]; }
+
+  // How many groups the expression has, the whole match not counted.
+  size_t GroupCount() const;
+  // Group 0 is the whole match; a group that is unset or unknown is the empty text.
+  std::string_view Group(size_t number) const;
+
+ private:
+  std::shared_ptr<CompiledRegex> compiled;
+  std::string_view subject;
+  const size_t* offsets = nullptr;
+};
