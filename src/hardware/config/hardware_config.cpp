@@ -1,5 +1,6 @@
 #include "hardware/config/hardware_config.h"
 
+#include "hardware/module/identity.h"
 #include "kor/file.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <new>
 #include <optional>
 
+namespace HardwareInventory {
 namespace {
 
 constexpr const char* kSection = "HardwareInventory";
@@ -48,8 +50,7 @@ bool ReadFlag(const IniFile& ini, const char* key, bool defaultValue) {
 
 }  // namespace
 
-HardwareConfig::HardwareConfig()
-    : debug("HardwareInventory", "Hardware inventory module (HardwareModule)") {
+HardwareConfig::HardwareConfig() : debug(kModuleName, kModuleDescription) {
   RestoreDefaults();
 }
 
@@ -252,3 +253,5 @@ bool HardwareConfig::Write(KorContainer& container, uint32_t mask) const {
   }
   return true;
 }
+
+}  // namespace HardwareInventory

@@ -12,6 +12,8 @@
 #include "kor/mutex.h"
 #include "kor/string.h"
 
+namespace HardwareInventory {
+
 // The setting that names the default translation file, relative to the configuration folder.
 inline constexpr const char* kDefaultTranslationFile = "../data/HardwareInventory/hwinvcfg.xml";
 
@@ -84,3 +86,5 @@ class HardwareConfig {
   uint32_t uploadGap = 0;
   bool differentialUpload = false;
 };
+
+}  // namespace HardwareInventory

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "kor/mutex.h"
+#include "kor/string.h"
 #include "kor/thread.h"
 
 class ObjInv;
@@ -16,10 +17,12 @@ extern KorMutex mutexInv;
 // Whether a run is started or going on; its initial pause counts.
 bool IsInventoryRunning() KOR_EXCLUDES(mutexInv);
 
-}  // namespace HardwareInventory
+// Asks for the run that follows activation: after 100 seconds, with the upload that the
+// configuration wants on start-up.
+void StartFirstInventory() KOR_EXCLUDES(mutexInv);
 
-// One object of this class exists, HardwareInventory::threadInv. Its operations may be called from
-// any thread; none may be called with HardwareInventory::mutexInv held.
+// One object of this class exists, threadInv. Its operations may be called from
+// any thread; none may be called with mutexInv held.
 class HardwareThread : public KorThread {
  public:
   // Cancels a run that is going on and waits for its end.
@@ -28,16 +31,18 @@ class HardwareThread : public KorThread {
   // Asks for a run after that many seconds. The request is dropped when a run is started or going
   // on, and postponed (nothing of it is kept) while the device has no GUID.
   void StartInventory(uint32_t pauseSeconds, bool upload, bool force, bool bypass,
-                      bool differential) KOR_EXCLUDES(HardwareInventory::mutexInv);
+                      bool differential) KOR_EXCLUDES(mutexInv);
 
  protected:
-  void ThreadMain() override KOR_EXCLUDES(HardwareInventory::mutexInv);
+  void ThreadMain() override KOR_EXCLUDES(mutexInv);
 
  private:
   // One run. True when it ended with the inventory stored.
-  bool ThreadTask() KOR_EXCLUDES(HardwareInventory::mutexInv);
+  bool ThreadTask() KOR_EXCLUDES(mutexInv);
+  // Takes the right to start a run, unless one goes on or there is no GUID.
+  bool AcceptStart(const KorString& guid) KOR_EXCLUDES(mutexInv);
   void WaitPause();
-  void UploadIfWanted(ObjInv& document) KOR_EXCLUDES(HardwareInventory::mutexInv);
+  void UploadIfWanted(ObjInv& document) KOR_EXCLUDES(mutexInv);
 
   // Written by the caller who set fRunningInv, before the thread starts, then read by the thread.
   uint32_t pause = 0;
@@ -46,3 +51,5 @@ class HardwareThread : public KorThread {
   bool bypassTransferWindows = false;
   bool differentialUpload = true;
 };
+
+}  // namespace HardwareInventory

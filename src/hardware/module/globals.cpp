@@ -1,8 +1,10 @@
 #include "hardware/module/globals.h"
 
+#include "hardware/module/identity.h"
+
 namespace HardwareInventory {
 
-KorDebug debugInv("HardwareInventory", "Hardware inventory module (HardwareModule)");
+KorDebug debugInv(kModuleName, kModuleDescription);
 
 KorString strModuleIniFile;
 KorString strModuleDataPath;

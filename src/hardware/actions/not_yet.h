@@ -1,0 +1,17 @@
+// Actions that are registered but not there yet: they log that and fail.
+
+#pragma once
+
+#include "kor/container.h"
+
+#include <cstdint>
+
+namespace HardwareInventory {
+
+uint32_t ActionHandler_HardwareAssign(KorContainer* container);
+uint32_t ActionHandler_HardwareInvModifyXMLFile(KorContainer* container);
+
+// The part of "HardwareReceiveFile" that takes translation files.
+uint32_t ReceiveAssignment(KorContainer* container);
+
+}  // namespace HardwareInventory
