@@ -19,6 +19,8 @@ struct KorCommandResult {
   Outcome outcome = Outcome::kNotStarted;
   int status = 0;
   std::string output;  // standard output, raw bytes
+
+  bool operator==(const KorCommandResult&) const = default;
 };
 
 // May be called from several threads at once.
