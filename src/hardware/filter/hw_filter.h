@@ -1,0 +1,65 @@
+// The content of a translation file: WMI class entries, which are only handed out, and translation
+// rules, which are applied to the inventory (docs/translation-file.md).
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "hardware/filter/hw_filter_attr.h"
+#include "hardware/filter/hw_filter_wmi_class.h"
+#include "kor/container.h"
+#include "kor/string.h"
+#include "kor/vector.h"
+#include "korcore/obj_inv.h"
+
+namespace HardwareInventory {
+
+// Belongs to one thread from its making to its end.
+class HwFilter {
+ public:
+  HwFilter() = default;
+  virtual ~HwFilter();
+  HwFilter(const HwFilter&) = delete;
+  HwFilter& operator=(const HwFilter&) = delete;
+
+  // Deletes classes and rules. The number of passes stays.
+  void Clear();
+
+  // How often the rules are run over an inventory at most.
+  uint32_t& GetHwListMaxPass() { return hwListMaxPass; }
+  uint32_t GetHwListMaxPass() const { return hwListMaxPass; }
+
+  // Add takes ownership; false for null. Get gives null when the index is not below the count.
+  uint32_t WmiClassCount() const { return static_cast<uint32_t>(classes.Count()); }
+  bool WmiClassAdd(HwFilterWmiClass* entry);
+  HwFilterWmiClass* WmiClassGet(uint32_t index) const;
+
+  // The same for rules. Their order is the order of evaluation.
+  uint32_t AttrCount() const { return static_cast<uint32_t>(rules.Count()); }
+  bool AttrAdd(HwFilterAttr* rule);
+  HwFilterAttr* AttrGet(uint32_t index) const;
+
+  // Adds what the file holds to what is here. False, with an error logged, when the file cannot be
+  // read to its end; entries before that point stay.
+  bool Load(const KorString& path);
+
+  // Runs the rules over every value of the inventory until a pass changes nothing or the number of
+  // passes is reached.
+  void ProcessAttrs(ObjInv& inventory) const;
+
+  // Applies all rules once to one attribute. False when it is to be rejected. `modified` says
+  // whether a rule rewrote it (to the same text, too); a new value is stored at once, a new name is
+  // only given in `name`, which is else empty.
+  bool ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& name) const;
+
+  // Replaces the container's content by the WMI class entries.
+  void WmiToContainer(KorContainer& out) const;
+
+ private:
+  uint32_t hwListMaxPass = 0;
+  KorVector<std::unique_ptr<HwFilterWmiClass>> classes;
+  KorVector<std::unique_ptr<HwFilterAttr>> rules;
+};
+
+}  // namespace HardwareInventory

@@ -1,0 +1,216 @@
+// Running the translation rules over an inventory.
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "hardware/filter/hw_filter.h"
+#include "hardware/filter/hw_filter_codes.h"
+#include "hardware/module/globals.h"
+#include "kor/regex.h"
+
+namespace HardwareInventory {
+
+namespace {
+
+// A condition of an unknown method never holds, negated or not.
+bool Holds(const HwFilterMatch& condition, const KorString& subject) {
+  const bool caseSensitive = condition.letterCase == kFilterCaseSensitive;
+  const bool negated = condition.comparison == kFilterNotEqual;
+  switch (condition.method) {
+    case kFilterMatchText:
+      return subject.IsEqualTo(condition.data, caseSensitive) != negated;
+    case kFilterMatchRegex:
+      return MatchRegex(subject, condition.data, caseSensitive) != negated;
+    case 0:
+    case kFilterMatchPattern:
+      return MatchRegex(subject, PatternToRegex(condition.data), caseSensitive) != negated;
+    default:
+      return false;
+  }
+}
+
+// A rule without any condition never applies.
+bool Applies(const HwFilterAttr& rule, const ObjInstAttr& attribute) {
+  if (!rule.Has(kFilterHasMatch)) return false;
+  const bool hasName = rule.Has(kFilterHasMatchName);
+  const bool hasValue = rule.Has(kFilterHasMatchValue);
+  if (hasName && !Holds(rule.MatchName(), attribute.GetName())) return false;
+  if (hasValue && !Holds(rule.MatchValue(), attribute.GetValue())) return false;
+  return hasName || hasValue;
+}
+
+// A letter case that is not given is sensitive here, unlike in a condition; none and text alike
+// replace the whole.
+KorString Rewritten(const KorString& text, const HwFilterModify& modify) {
+  KorString result = modify.data;
+  if (modify.method == kFilterModifyRegex) {
+    result =
+        RegexReplace(text, modify.match, modify.data, modify.letterCase != kFilterCaseInsensitive);
+  }
+  result.Trim();
+  return result;
+}
+
+bool Accepts(const HwFilterAttr& rule, const ObjInstAttr& attribute) {
+  if (!rule.Has(kFilterHasAction)) {
+    debugInv.TraceWithNL("Attribute '%S' has been rejected by unqualified filter '%S'",
+                         attribute.GetName(), rule.GetName());
+    return false;
+  }
+  if (rule.GetAction() != kFilterAccept) {
+    debugInv.TraceWithNL("Attribute '%S' has been rejected by filter '%S'", attribute.GetName(),
+                         rule.GetName());
+    return false;
+  }
+  return true;
+}
+
+// False when the attribute is rejected for its new name.
+bool Modify(const HwFilterAttr& rule, ObjInstAttr& attribute, bool& modified, KorString& name) {
+  if (rule.Has(kFilterHasModifyName)) {
+    modified = true;
+    name = Rewritten(attribute.GetName(), rule.ModifyName());
+    name.ReplaceAll(",", "", true);
+    if (name.IsEmpty()) {
+      debugInv.TraceWithNL("Attribute '%S' has been rejected because modified name is empty",
+                           attribute.GetName());
+      return false;
+    }
+  }
+  if (rule.Has(kFilterHasModifyValue)) {
+    modified = true;
+    attribute.SetValue(Rewritten(attribute.GetValue(), rule.ModifyValue()));
+  }
+  return true;
+}
+
+// Gives the class a definition of the target name, copied from that of the source name, unless it
+// has one.
+bool EnsureDefinition(ObjType& type, const KorString& source, const KorString& target) {
+  if (type.Attributes().Get(target) != nullptr) return true;
+  const ObjTypeAttr* definition = type.Attributes().Get(source);
+  if (definition == nullptr) {
+    debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x2)", source, target);
+    return false;
+  }
+  std::unique_ptr<ObjTypeAttr> clone(definition->Clone(8));
+  if (clone == nullptr) {
+    debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x3)", source, target);
+    return false;
+  }
+  clone->SetName(target);
+  if (!type.Attributes().Add(clone.get())) {
+    debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x4)", source, target);
+    return false;
+  }
+  // The set owns it now.
+  static_cast<void>(clone.release());
+  return true;
+}
+
+// What fails once the attribute is out of its set loses the attribute.
+void Rename(ObjType& type, ObjInst& instance, const KorString& source, const KorString& target) {
+  std::unique_ptr<ObjInstAttr> attribute(instance.Attributes().Del(source));
+  if (attribute == nullptr) {
+    debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x1)", source, target);
+    return;
+  }
+  attribute->SetName(target);
+  if (instance.Attributes().Get(target) != nullptr) {
+    debugInv.TraceWithNL("Attribute name '%S' renamed '%S' becomes duplicated", source, target);
+    return;
+  }
+  if (!EnsureDefinition(type, source, target)) return;
+  if (!instance.Attributes().Add(attribute.get())) {
+    debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x5)", source, target);
+    return;
+  }
+  static_cast<void>(attribute.release());
+}
+
+// An entry is "old;new", cut at its last ";", and is applied from the new name back to the old one:
+// ordinarily nothing has the new name, and the attribute keeps the one it has.
+void ApplyRename(ObjType& type, ObjInst& instance, const KorString& entry) {
+  const std::string_view text = entry.View();
+  const size_t cut = text.rfind(';');
+  const KorString source(text.substr(cut + 1));
+  const KorString target(text.substr(0, cut));
+  if (source.IsEmpty() || target.IsEmpty()) return;
+  Rename(type, instance, source, target);
+}
+
+// One pass over the instances. Rejects and renames wait until an instance's attributes have been
+// walked; the lists are kept only to spare their memory.
+class Pass {
+ public:
+  explicit Pass(const HwFilter& filterToApply) : filter(&filterToApply) {}
+
+  void Process(ObjType& type, ObjInst& instance) {
+    rejects.clear();
+    renames.clear();
+    for (ObjInstAttr* attribute : instance.Attributes()) Examine(*attribute);
+    for (const ObjInstAttr* attribute : rejects) {
+      const std::unique_ptr<ObjInstAttr> rejected(instance.Attributes().Del(attribute->GetName()));
+    }
+    for (const KorString& entry : renames) ApplyRename(type, instance, entry);
+  }
+
+  uint32_t Changes() const { return changes; }
+
+ private:
+  void Examine(ObjInstAttr& attribute) {
+    bool modified = false;
+    if (!filter->ProcessAttr(&attribute, modified, newName)) {
+      rejects.push_back(&attribute);
+      return;
+    }
+    if (!newName.IsEmpty() && newName != attribute.GetName()) {
+      renames.push_back(attribute.GetName() + ";" + newName);
+    }
+    if (modified) ++changes;
+  }
+
+  const HwFilter* filter;
+  std::vector<ObjInstAttr*> rejects;
+  std::vector<KorString> renames;
+  KorString newName;
+  uint32_t changes = 0;
+};
+
+uint32_t RunPass(const HwFilter& filter, ObjInv& inventory) {
+  Pass pass(filter);
+  for (ObjType* type : inventory.Objects()) {
+    for (ObjInst* instance : type->Instances()) pass.Process(*type, *instance);
+  }
+  return pass.Changes();
+}
+
+}  // namespace
+
+bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& name) const {
+  modified = false;
+  name.Clear();
+  for (const auto& rule : rules) {
+    if (!Applies(*rule, *attribute)) continue;
+    if (!Accepts(*rule, *attribute)) return false;
+    if (!rule->Has(kFilterHasModify)) continue;
+    if (!Modify(*rule, *attribute, modified, name)) return false;
+  }
+  return true;
+}
+
+void HwFilter::ProcessAttrs(ObjInv& inventory) const {
+  for (uint32_t done = 0; done < hwListMaxPass; ++done) {
+    debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
+    const uint32_t changes = RunPass(*this, inventory);
+    if (changes == 0) {
+      debugInv.TraceWithNL("There was no change within the last loop. No more pass is required");
+      return;
+    }
+    debugInv.TraceWithNL("There was %u change(s) within the last loop. More pass would be required",
+                         changes);
+  }
+}
+
+}  // namespace HardwareInventory
