@@ -1,0 +1,28 @@
+// Bytes of unknown origin as text for a terminal.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace agent {
+
+// What takes one place, or none or two, of a line.
+struct Glyph {
+  std::string bytes;
+  size_t width = 1;
+};
+
+// The text cut into glyphs. What could steer a terminal or confuse a reader (control characters,
+// marks that change the direction of writing) and bytes that are not UTF-8 become escapes such as
+// \x1b.
+std::vector<Glyph> DisplayGlyphs(std::string_view bytes);
+
+// The same as one string.
+std::string DisplayText(std::string_view bytes);
+
+size_t DisplayWidth(const std::vector<Glyph>& glyphs);
+
+}  // namespace agent

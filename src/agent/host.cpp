@@ -1,0 +1,83 @@
+#include "agent/host.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "kor/file.h"
+#include "kor/ini_file.h"
+#include "korcore/agent_context.h"
+
+namespace agent {
+namespace {
+
+constexpr size_t kLogFileBytes = 5 * 1024 * 1024;
+constexpr size_t kOldLogFiles = 3;
+
+}  // namespace
+
+Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
+  const Result<Home> home = PrepareHome(options.home);
+  if (!home.IsOk()) return Failure{home.Reason()};
+  std::unique_ptr<Host> host(new Host(home.Value(), options.terminal));
+  Result<void> done = host->OpenLog();
+  if (done.IsOk()) done = host->AddNeighbours();
+  if (done.IsOk()) done = host->LoadModules(options.modules);
+  if (!done.IsOk()) return Failure{done.Reason()};
+  return host;
+}
+
+Host::Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions)
+    : home(preparedHome), terminal(log, terminalOptions, STDERR_FILENO) {
+  KorAgentSetDebugContext(&log);
+  KorAgentSetConfigDir(home.ConfigDir());
+  KorAgentSetDataDir(home.DataDir());
+}
+
+Host::~Host() {
+  while (!modules.empty()) modules.pop_back();
+  identity.reset();
+  KorAgentSetDebugContext(nullptr);
+}
+
+Result<void> Host::OpenLog() {
+  KorString error;
+  const KorString file = home.DataDir() + "kor-agent.log";
+  if (log.AddFile(file, KorLogLevel::kDetail, kLogFileBytes, kOldLogFiles, error)) return {};
+  return Failure{KorString("the log file cannot be opened: ") + error};
+}
+
+Result<void> Host::AddNeighbours() {
+  const Result<KorString> guid = LoadOrMakeGuid(home.DataDir() + "identity.ini");
+  if (!guid.IsOk()) return Failure{guid.Reason()};
+  KorString topology;
+  const IniFile settings(home.ConfigDir() + "kor-agent.ini");
+  settings.GetEntryValue("Identity", "DeviceTopology", topology, KorString());
+  identity = std::make_unique<Identity>(guid.Value(), topology);
+  return {};
+}
+
+Result<void> Host::LoadModules(std::vector<KorString> paths) {
+  if (paths.empty()) {
+    const Result<KorString> path = DefaultModulePath();
+    if (!path.IsOk()) return Failure{path.Reason()};
+    paths.push_back(path.Value());
+  }
+  for (const KorString& path : paths) {
+    const KorString complete = CompletePath(path);
+    const auto isLoaded = [&](const auto& module) { return module->Path() == complete; };
+    if (std::any_of(modules.begin(), modules.end(), isLoaded)) continue;
+    Result<std::unique_ptr<Module>> module = Module::Load(complete);
+    if (!module.IsOk()) return Failure{module.Reason()};
+    modules.push_back(std::move(module.Value()));
+  }
+  return {};
+}
+
+void Host::CancelRuns() {
+  for (const std::unique_ptr<Module>& module : modules) module->Cancel();
+}
+
+}  // namespace agent

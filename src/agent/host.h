@@ -1,0 +1,54 @@
+// What modules live in: the home, the log, the agent's neighbours and the modules themselves.
+
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "agent/home.h"
+#include "agent/identity.h"
+#include "agent/module_host.h"
+#include "agent/result.h"
+#include "agent/terminal_log.h"
+#include "kor/log_dispatcher.h"
+#include "kor/string.h"
+
+namespace agent {
+
+struct HostOptions {
+  KorString home;
+  std::vector<KorString> modules;  // the inventory module when empty
+  TerminalLog::Options terminal;
+};
+
+// One at a time: a process has one set of folders and one logging context.
+class Host {
+ public:
+  // Prepares the home, opens the log and loads the modules.
+  static Result<std::unique_ptr<Host>> Open(const HostOptions& options);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  const Home& GetHome() const { return home; }
+  KorLogDispatcher& Log() { return log; }
+  TerminalLog& Terminal() { return terminal; }
+
+  // Ends what the modules are running.
+  void CancelRuns();
+
+ private:
+  Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions);
+
+  Result<void> OpenLog();
+  Result<void> AddNeighbours();
+  Result<void> LoadModules(std::vector<KorString> paths);
+
+  Home home;
+  KorLogDispatcher log;
+  TerminalLog terminal;
+  std::unique_ptr<Identity> identity;
+  std::vector<std::unique_ptr<Module>> modules;
+};
+
+}  // namespace agent

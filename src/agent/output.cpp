@@ -1,0 +1,30 @@
+#include "agent/output.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace agent {
+
+Result<void> WriteAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return Failure{std::strerror(errno)};
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return {};
+}
+
+Result<void> WriteToStandardOutput(std::string_view bytes) {
+  // Not for the whole process: the commands of a scan would inherit it.
+  const auto before = signal(SIGPIPE, SIG_IGN);
+  Result<void> written = WriteAll(STDOUT_FILENO, bytes);
+  signal(SIGPIPE, before);
+  if (written.IsOk()) return written;
+  return Failure{KorString("standard output cannot be written: ") + written.Reason()};
+}
+
+}  // namespace agent
