@@ -74,8 +74,9 @@ KorString ShellWord(const KorString& word) {
 KorString ShellWordInBackQuotes(const KorString& word) {
   // Back-quotes end at the next back-quote, quoted or not, and take one layer of these backslashes
   // away before the inner command is read.
+  const KorString quoted = ShellWord(word);
   std::string escaped;
-  for (const char c : ShellWord(word).Str()) {
+  for (const char c : quoted.View()) {
     if (c == '\\' || c == '`' || c == '$') escaped += '\\';
     escaped += c;
   }
