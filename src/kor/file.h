@@ -30,6 +30,8 @@ int64_t FileGetSize(const KorString& path);
 // MD5 of the content in lower-case hex; empty when it cannot be read. A checksum, not a signature:
 // it works where the system forbids MD5 for security (FIPS mode).
 KorString FileMd5(const KorString& path);
+// The same of a text in hand.
+KorString TextMd5(const KorString& text);
 
 // Creates the file, mode 0600, emptying one that exists. A descriptor for FileWrite and FileClose,
 // or -1. The flag is ignored.

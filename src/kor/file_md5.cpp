@@ -73,3 +73,10 @@ KorString FileMd5(const KorString& path) {
   }
   return md5.Finish();
 }
+
+KorString TextMd5(const KorString& text) {
+  Md5 md5;
+  if (!md5.IsUsable()) return {};
+  md5.Add(text.View());
+  return md5.Finish();
+}
