@@ -16,11 +16,23 @@ class ObjSet;
 enum class ObjChange : uint8_t { kNone, kAdded, kModified, kRemoved };
 
 // Where an element stands in its set: at the front, or right after the member of that name.
-struct ObjPlace {
-  bool isFirst = false;
-  KorString after;
+class ObjPlace {
+ public:
+  static ObjPlace First() { return ObjPlace(); }
+  static ObjPlace After(const KorString& name) {
+    ObjPlace place;
+    place.isFirst = false;
+    place.after = name;
+    return place;
+  }
 
+  bool IsFirst() const { return isFirst; }
+  const KorString& GetAfter() const { return after; }
   bool operator==(const ObjPlace&) const = default;
+
+ private:
+  bool isFirst = true;
+  KorString after;
 };
 
 class ObjBase {

@@ -166,9 +166,10 @@ class ObjInv {
   // when the differential does not belong to this document.
   bool Merge(const ObjInv& diff);
 
-  // Replaces the classes of `out` by the new or the old ones of this merge, without marks. False,
-  // with the reason logged and the classes of `out` removed, when the marks contradict each other.
-  bool ReadNew(ObjInv& out) const;
+  // Replace the classes of `out` by the new or the old ones of this merge, without marks. The old
+  // ones: false, with the reason logged and the classes of `out` removed, when the marks contradict
+  // each other.
+  void ReadNew(ObjInv& out) const;
   bool ReadOld(ObjInv& out) const;
 
   // Gives the document as XML (docs/file-formats.md) in pieces.
