@@ -311,7 +311,11 @@ bool ObjInv::Parse(const KorString& path, ObjInvParser* /*parser*/) {
   Clear();
   KorDebug log("Inventory", "Inventory documents");
   log.SetContext(context);
-  log.ErrorWithNL("Failed to read inventory '%S': line %gu: %S", path, reader.ErrorLine(),
-                  reader.ErrorText());
+  if (reader.ErrorLine() == 0) {
+    log.ErrorWithNL("Failed to read inventory '%S': %S", path, reader.ErrorText());
+  } else {
+    log.ErrorWithNL("Failed to read inventory '%S': line %gu: %S", path, reader.ErrorLine(),
+                    reader.ErrorText());
+  }
   return false;
 }

@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <string_view>
+
+#include "kor/debug.h"
+#include "korcore/obj_inv.h"
+#include "support/random_document.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+std::string Xml(const ObjInv& document) {
+  std::string text;
+  document.WriteXml([&text](std::string_view piece) { text += piece; });
+  return text;
+}
+
+std::string SavedValue(const KorString& text) {
+  ObjInv document(nullptr);
+  document.Ensure("c")->Ensure("i")->Ensure("v")->SetValue(text);
+  const std::string xml = Xml(document);
+  const std::string_view before = "<value name=\"v\">";
+  const size_t start = xml.find(before) + before.size();
+  return xml.substr(start, xml.find("</value>") - start);
+}
+
+class LastMessage : public KorDebugContext {
+ public:
+  bool Wants(KorLogLevel) const override { return true; }
+  void Write(const KorLogRecord& record) override { text = record.text; }
+  std::string text;
+};
+
+}  // namespace
+
+TEST(ObjInvSave, IsReadableWithOneElementALine) {
+  ObjInv document(nullptr);
+  document.SetName("HWINVENTORY");
+  document.SetType(2);
+  document.SetChecksum("d41d8cd98f00b204e9800998ecf8427e");
+  document.SetLastChecksum("0cc175b9c0f1b6a831c399e269772661");
+  ObjType* memory = document.Ensure("Physical Memory");
+  memory->Ensure("Capacity", "Integer")->SetUnit("MB");
+  memory->Ensure("Caption", "String")->SetDesc("What it is called");
+  memory->Ensure("0")->Ensure("Capacity")->SetValue("2006");
+  memory->Ensure("0")->Ensure("Caption");
+  memory->Ensure("1");
+  document.Ensure("Empty");
+
+  EXPECT_EQ(Xml(document), R"(<?xml version="1.0" encoding="UTF-8"?>
+<inventory format="1" name="HWINVENTORY" kind="2" checksum="d41d8cd98f00b204e9800998ecf8427e" last-checksum="0cc175b9c0f1b6a831c399e269772661">
+  <class name="Physical Memory">
+    <attribute name="Capacity" type="Integer" unit="MB"/>
+    <attribute name="Caption" type="String" description="What it is called"/>
+    <instance name="0">
+      <value name="Capacity">2006</value>
+      <value name="Caption"/>
+    </instance>
+    <instance name="1"/>
+  </class>
+  <class name="Empty"/>
+</inventory>
+)");
+}
+
+TEST(ObjInvSave, AnEmptyDocumentIsOneElement) {
+  EXPECT_EQ(Xml(ObjInv(nullptr)),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<inventory format=\"1\" name=\"\"/>\n");
+}
+
+TEST(ObjInvSave, MarkupIsEscaped) {
+  EXPECT_EQ(SavedValue("a<b>&\"c'"), "a&lt;b&gt;&amp;&quot;c'");
+}
+
+TEST(ObjInvSave, AValueStaysOnItsLine) {
+  EXPECT_EQ(SavedValue("a\r\nb\tc"), "a&#x0D;&#x0A;b&#x09;c");
+}
+
+TEST(ObjInvSave, TextBeyondAsciiStandsAsItIs) {
+  EXPECT_EQ(SavedValue("K\xC3\xB6ln \xF0\x9F\x92\xBE"), "K\xC3\xB6ln \xF0\x9F\x92\xBE");
+}
+
+TEST(ObjInvSave, BytesThatXmlCannotCarryBecomeCharactersOfTheirOwn) {
+  EXPECT_EQ(SavedValue(KorString("\0\x1B", 2)), "&#x10FE00;&#x10FE1B;");
+  EXPECT_EQ(SavedValue("\xFF"), "&#x10FEFF;");
+  EXPECT_EQ(SavedValue("\xC0\x80"), "&#x10FEC0;&#x10FE80;");
+  EXPECT_EQ(SavedValue("\xED\xA0\x80"), "&#x10FEED;&#x10FEA0;&#x10FE80;");
+  EXPECT_EQ(SavedValue("\xEF\xBF\xBE"), "&#x10FEEF;&#x10FEBF;&#x10FEBE;");
+}
+
+TEST(ObjInvSave, TheEscapesThemselvesAreCarriedByteByByte) {
+  EXPECT_EQ(SavedValue("\xF4\x8F\xB8\x80"), "&#x10FEF4;&#x10FE8F;&#x10FEB8;&#x10FE80;");
+  EXPECT_EQ(SavedValue("\xF4\x8F\xBC\x80"), "\xF4\x8F\xBC\x80");
+}
+
+TEST(ObjInvSave, TerminalControlsAreReferences) {
+  EXPECT_EQ(SavedValue("\x7F\xC2\x9B"), "&#x7F;&#x9B;");
+}
+
+TEST(ObjInvSave, MarksStandAtTheirElements) {
+  ObjInv document(nullptr);
+  ObjType* type = document.Ensure("c");
+  type->SetChange(ObjChange::kModified);
+  type->SetPlace(ObjPlace::First());
+  type->SetPreviousPlace(ObjPlace::After("b"));
+  ObjTypeAttr* attribute = type->Ensure("a", "String");
+  attribute->SetChange(ObjChange::kModified);
+  attribute->SetPreviousDefinition({"Integer", "", "x"});
+  ObjInst* instance = type->Ensure("i");
+  instance->SetChange(ObjChange::kAdded);
+  instance->SetPlace(ObjPlace::After(""));
+  ObjInstAttr* value = instance->Ensure("v");
+  value->SetChange(ObjChange::kRemoved);
+  value->SetPreviousValue("");
+  value->SetPreviousPlace(ObjPlace::First());
+
+  EXPECT_EQ(Xml(document), R"(<?xml version="1.0" encoding="UTF-8"?>
+<inventory format="1" name="">
+  <class name="c" change="modified" first="true" previous-after="b">
+    <attribute name="a" type="String" change="modified" previous-type="Integer" previous-unit="" previous-description="x"/>
+    <instance name="i" change="added" after="">
+      <value name="v" change="removed" previous="" previous-first="true"/>
+    </instance>
+  </class>
+</inventory>
+)");
+}
+
+TEST(ObjInvSave, EqualDocumentsGiveEqualFiles) {
+  const uint64_t seed = RandomDocuments::Seed();
+  SCOPED_TRACE("KOR_TEST_SEED=" + std::to_string(seed));
+  const TemporaryFolder folder;
+  RandomDocuments random(seed);
+  ObjInv document(nullptr);
+  random.Fill(document);
+  ObjInv copy(nullptr);
+  copy.CopyFrom(document);
+
+  ASSERT_TRUE(document.Save(folder.Path("one")));
+  ASSERT_TRUE(copy.Save(folder.Path("other")));
+
+  EXPECT_EQ(folder.Read("one"), folder.Read("other"));
+  EXPECT_EQ(folder.Read("one"), Xml(document));
+}
+
+TEST(ObjInvSave, ReplacesTheFileAndLeavesNothingElse) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("inventory.xml", "what was there before");
+
+  ASSERT_TRUE(ObjInv(nullptr).Save(path));
+
+  EXPECT_EQ(folder.Read("inventory.xml"), Xml(ObjInv(nullptr)));
+  EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST(ObjInvSave, AFailureIsLoggedWithItsReason) {
+  const TemporaryFolder folder;
+  LastMessage messages;
+  const ObjInv document(&messages);
+
+  EXPECT_FALSE(document.Save(folder.Path("missing/inventory.xml")));
+
+  EXPECT_EQ(messages.text.find("Failed to save inventory: " + folder.Path("missing").Str()), 0u)
+      << messages.text;
+  EXPECT_NE(messages.text.find("No such file or directory"), std::string::npos);
+}
