@@ -5,18 +5,8 @@
 
 namespace HardwareInventory {
 
-uint32_t ActionHandler_HardwareAssign(KorContainer*) {
-  debugInv.WarningWithNL("The action 'HardwareAssign' is not available yet");
-  return ACTIONDB_ERROR_FAILURE;
-}
-
 uint32_t ActionHandler_HardwareInvModifyXMLFile(KorContainer*) {
   debugInv.WarningWithNL("The action 'HardwareInvModifyXMLFile' is not available yet");
-  return ACTIONDB_ERROR_FAILURE;
-}
-
-uint32_t ReceiveAssignment(KorContainer*) {
-  debugInv.WarningWithNL("Receiving a translation file is not available yet");
   return ACTIONDB_ERROR_FAILURE;
 }
 

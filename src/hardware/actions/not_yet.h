@@ -8,10 +8,6 @@
 
 namespace HardwareInventory {
 
-uint32_t ActionHandler_HardwareAssign(KorContainer* container);
 uint32_t ActionHandler_HardwareInvModifyXMLFile(KorContainer* container);
-
-// The part of "HardwareReceiveFile" that takes translation files.
-uint32_t ReceiveAssignment(KorContainer* container);
 
 }  // namespace HardwareInventory

@@ -74,15 +74,23 @@ void HardwareThread::StartInventory(uint32_t pauseSeconds, bool upload, bool for
   KorString guid;
   AskDeviceGuid(guid);
   if (!AcceptStart(guid)) return;
+  // The right to start goes back unless a thread has it.
+  struct StartClaim {
+    bool started;
+    ~StartClaim() {
+      if (started) return;
+      const KorMutexLock lock(mutexInv);
+      fRunningInv = false;
+    }
+  };
+  StartClaim claim{false};
   pause = pauseSeconds;
   uploadAfterUpdate = upload;
   forceUpload = force;
   bypassTransferWindows = bypass;
   differentialUpload = differential;
-  if (Start()) return;
-  debugInv.ErrorWithNL("Failed to start the inventory thread");
-  const KorMutexLock lock(mutexInv);
-  fRunningInv = false;
+  claim.started = Start();
+  if (!claim.started) debugInv.ErrorWithNL("Failed to start the inventory thread");
 }
 
 void HardwareThread::ThreadMain() {

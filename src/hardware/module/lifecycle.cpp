@@ -4,6 +4,7 @@
 #include "hardware/actions/not_yet.h"
 #include "hardware/actions/upload_timer.h"
 #include "hardware/filter/filter_actions.h"
+#include "hardware/filter/hardware_assignment.h"
 #include "hardware/module/identity.h"
 #include "kor/file.h"
 #include "korcore/action_db.h"
