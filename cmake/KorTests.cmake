@@ -1,0 +1,14 @@
+# kor_add_tests(NAME SOURCES... [LIBRARIES ...] [DEFINITIONS ...]): one test program, each of its tests
+# known to ctest by name.
+
+include(GoogleTest)
+
+function(kor_add_tests name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE kor_options ${arg_LIBRARIES} GTest::gmock_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_definitions(${name} PRIVATE KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                                             ${arg_DEFINITIONS})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
