@@ -243,7 +243,7 @@ TEST(IniFile, DamagedHeaderEndsTheSectionBefore) {
 TEST(IniFile, BinaryContentIsReadAroundAndKept) {
   const TemporaryFolder folder;
   std::string content;
-  for (int i = 0; i < 100'000; ++i) content += static_cast<char>(i * i % 257);
+  for (unsigned int i = 0; i < 100'000; ++i) content += static_cast<char>(i * i % 257);
   content += "\n[\n]\n=\n==\n[]\n\0\0[HardwareInventory]\nx\n"s;
   content += "[HardwareInventory]\nUploadGap=12\n\0\0"s;
   const KorString path = folder.Write("x.ini", content);

@@ -198,7 +198,7 @@ TEST_F(Markup, NullChildChangesNothing) {
 
 TEST_F(Markup, CharactersThatXmlCannotCarryAreLeftOut) {
   const KorString text(
-      "a\0\x01\x1f\t\n\x7f\xff\xc3\xc3\xa9\xed\xa0\x80\xef\xbf\xbf\xf0\x9f\x98\x80z", 26);
+      "a\0\x01\x1f\t\n\x7f\xff\xc3\xc3\xa9\xed\xa0\x80\xef\xbf\xbf\xf0\x9f\x98\x80z"s);
   MarkupTextNode node(text);
   EXPECT_EQ(node.GetData(), "a\t\n\x7f\xc3\xa9\xf0\x9f\x98\x80z");
 
