@@ -115,7 +115,7 @@ class ObjInvParser;
 // What one query may cost.
 struct ObjQueryLimits {
   size_t rows = 10'000;
-  size_t bytes = 16'777'216;  // of all values together
+  size_t bytes = 67'108'864;  // of all values together, with a share for each one's upkeep
   uint32_t milliseconds = 5'000;
 };
 

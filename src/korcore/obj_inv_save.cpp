@@ -77,20 +77,6 @@ void AppendEscaped(std::string& out, std::string_view text) {
   }
 }
 
-std::string_view ChangeWord(ObjChange change) {
-  switch (change) {
-    case ObjChange::kAdded:
-      return obj_inv_xml::kAdded;
-    case ObjChange::kModified:
-      return obj_inv_xml::kModified;
-    case ObjChange::kRemoved:
-      return obj_inv_xml::kRemoved;
-    case ObjChange::kNone:
-      break;
-  }
-  return {};
-}
-
 class Writer {
  public:
   explicit Writer(const std::function<void(std::string_view)>& writePiece) : write(writePiece) {}
@@ -208,7 +194,7 @@ class Writer {
   }
 
   void Change(const ObjBase& element) {
-    const std::string_view word = ChangeWord(element.GetChange());
+    const std::string_view word = obj_inv_xml::ChangeWord(element.GetChange());
     if (!word.empty()) Field("change", word);
   }
 
