@@ -1,0 +1,211 @@
+#include "hardware/filter/filter_check.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "hardware/filter/hw_filter.h"
+#include "hardware/module/globals.h"
+#include "support/captured_log.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+using HardwareInventory::debugInv;
+using HardwareInventory::HwFilter;
+using Findings = std::vector<std::string>;
+
+// What is said with a place in the file, as "line: text".
+Findings FindingsIn(const std::string& document) {
+  TemporaryFolder folder;
+  const KorString path = folder.Write("filter.xml", document);
+  const CapturedLog log(debugInv);
+  HwFilter filter;
+  EXPECT_TRUE(filter.Load(path));
+  Findings findings;
+  for (const CapturedLog::Entry& entry : log.Entries()) {
+    if (entry.line == 0) continue;
+    EXPECT_EQ(entry.level, KorLogLevel::kTrace) << entry.text;
+    EXPECT_EQ(entry.file, path.Str());
+    findings.push_back(std::to_string(entry.line) + ": " + entry.text);
+  }
+  return findings;
+}
+
+Findings FindingsInList(const std::string& list) {
+  return FindingsIn("<HWINVCONFIG><TRANSLATEHWLIST>" + list + "</TRANSLATEHWLIST></HWINVCONFIG>");
+}
+
+// In a rule "r" on every name that accepts.
+Findings FindingsInRule(const std::string& content) {
+  return FindingsInList(
+      "<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>*</ATTRNAME></MATCHHW><ACTION>Accept</ACTION>" +
+      content + "</TRANSLATEHW>");
+}
+
+TEST(FilterCheck, NothingIsFoundInAGoodFile) {
+  const char* const document = R"xml(<?xml version="1.0"?>
+<HWINVCONFIG xmlns:x="urn:y">
+  <HWINVWMILIST>
+    <HWWMICLASS>
+      <CLASSNAME>A</CLASSNAME> <CLASSID>B</CLASSID> <ACTION>Accept</ACTION>
+    </HWWMICLASS>
+  </HWINVWMILIST>
+  <TRANSLATEHWLIST maxpass="1">
+    <TRANSLATEHW label="r">
+      <MATCHHW><ATTRNAME value="regex">^a(.*)</ATTRNAME></MATCHHW>
+      <ACTION>Accept</ACTION>
+      <MODIFYHW><ATTRVALUE value="regex" match="(a)(b)">$2${1}\0 $$ \x</ATTRVALUE></MODIFYHW>
+    </TRANSLATEHW>
+  </TRANSLATEHWLIST>
+</HWINVCONFIG>)xml";
+  EXPECT_EQ(FindingsIn(document), Findings{});
+}
+
+TEST(FilterCheck, AnotherRootIsSaid) {
+  EXPECT_EQ(FindingsIn("<OTHER><X/></OTHER>"),
+            Findings{"1: The root element 'OTHER' is not HWINVCONFIG, the filter stays empty"});
+  EXPECT_EQ(FindingsIn("\n<HwInvConfig/>"),
+            Findings{"2: The root element 'HwInvConfig' is not HWINVCONFIG, the filter stays "
+                     "empty, did you mean HWINVCONFIG?"});
+}
+
+TEST(FilterCheck, SkippedElementsAreNamedWithTheirPlace) {
+  EXPECT_EQ(FindingsIn("<HWINVCONFIG>\n<TRANSLATEHWLIST>\n<RULE><TRANSLATEHW/></RULE>\n"
+                       "<translatehw/></TRANSLATEHWLIST></HWINVCONFIG>"),
+            (Findings{"3: Element 'RULE' in HWINVCONFIG/TRANSLATEHWLIST is unknown and skipped "
+                      "with all that it holds",
+                      "4: Element 'translatehw' in HWINVCONFIG/TRANSLATEHWLIST is unknown and "
+                      "skipped with all that it holds, did you mean TRANSLATEHW?"}));
+}
+
+TEST(FilterCheck, IgnoredXmlAttributesAreNamed) {
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW Label='x'><ACTION when='now'>Reject</ACTION>"
+                           "<MATCHHW><ATTRNAME match='y'>a</ATTRNAME></MATCHHW></TRANSLATEHW>"),
+            (Findings{"1: Attribute 'Label' of HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW is unknown "
+                      "and ignored",
+                      "1: Attribute 'when' of HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW/ACTION is "
+                      "unknown and ignored",
+                      "1: Attribute 'match' of HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW/MATCHHW/"
+                      "ATTRNAME is unknown and ignored"}));
+}
+
+TEST(FilterCheck, TextBetweenElementsIsSaid) {
+  EXPECT_EQ(FindingsIn("<HWINVCONFIG>rules:</HWINVCONFIG>"),
+            Findings{"1: Text in HWINVCONFIG is ignored: 'rules:'"});
+}
+
+TEST(FilterCheck, RepeatedTextElementsAreSaid) {
+  EXPECT_EQ(FindingsInRule("<ACTION/>"),
+            Findings{"1: HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW/ACTION is given more than once, "
+                     "the texts are joined"});
+}
+
+TEST(FilterCheck, WhiteSpaceAroundComparedTextsIsSaid) {
+  EXPECT_EQ(FindingsInRule("<MATCHHW><ATTRVALUE> a</ATTRVALUE></MATCHHW>"
+                           "<MODIFYHW><ATTRVALUE> trimmed </ATTRVALUE></MODIFYHW>"),
+            Findings{"1: The white space around the text of HWINVCONFIG/TRANSLATEHWLIST/"
+                     "TRANSLATEHW/MATCHHW/ATTRVALUE counts: ' a'"});
+}
+
+TEST(FilterCheck, RulesThatNeverApplyAreSaid) {
+  const Findings expected{
+      "1: Entry 'r' never applies: it has no MATCHHW with an ATTRNAME or ATTRVALUE"};
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><ACTION>Reject</ACTION></TRANSLATEHW>"),
+            expected);
+  EXPECT_EQ(
+      FindingsInList("<TRANSLATEHW label='r'><MATCHHW/><ACTION>Reject</ACTION></TRANSLATEHW>"),
+      expected);
+}
+
+TEST(FilterCheck, EmptyConditionsAreSaid) {
+  EXPECT_EQ(FindingsInRule("<MATCHHW><ATTRVALUE/></MATCHHW>"),
+            Findings{"1: Entry 'r': MATCHHW/ATTRVALUE is empty and matches everything"});
+  EXPECT_EQ(FindingsInRule("<MATCHHW><ATTRVALUE value='regex' operator='ne'/></MATCHHW>"),
+            Findings{"1: Entry 'r' never applies: MATCHHW/ATTRVALUE is empty, which matches "
+                     "everything"});
+  EXPECT_EQ(FindingsInRule("<MATCHHW><ATTRVALUE value='text'/></MATCHHW>"), Findings{});
+}
+
+TEST(FilterCheck, ExpressionsThatDoNotCompileAreSaidWithTheReason) {
+  const Findings inMatch =
+      FindingsInRule("<MATCHHW><ATTRVALUE value='regex'>(</ATTRVALUE></MATCHHW>");
+  ASSERT_EQ(inMatch.size(), 1U);
+  const std::string prefix =
+      "1: Entry 'r': the expression of MATCHHW/ATTRVALUE matches nothing, it does not compile: ";
+  EXPECT_TRUE(inMatch[0].starts_with(prefix)) << inMatch[0];
+  EXPECT_GT(inMatch[0].size(), prefix.size());
+  const Findings inModify =
+      FindingsInRule("<MODIFYHW><ATTRVALUE value='regex' match='['>x</ATTRVALUE></MODIFYHW>");
+  ASSERT_EQ(inModify.size(), 1U);
+  EXPECT_TRUE(inModify[0].starts_with("1: Entry 'r': the expression of MODIFYHW/ATTRVALUE"));
+}
+
+TEST(FilterCheck, GroupsThatDoNotExistAreSaid) {
+  EXPECT_EQ(
+      FindingsInRule("<MODIFYHW><ATTRVALUE value='regex' match='(a)|b'>$2</ATTRVALUE></MODIFYHW>"),
+      Findings{"1: Entry 'r': the replacement of MODIFYHW/ATTRVALUE names group 2, but there "
+               "are only 1"});
+  EXPECT_EQ(FindingsInRule(
+                "<MODIFYHW><ATTRVALUE value='regex' match='a(?:b)\\('>\\1</ATTRVALUE></MODIFYHW>"),
+            Findings{"1: Entry 'r': the replacement of MODIFYHW/ATTRVALUE names group 1, but there "
+                     "are only 0"});
+}
+
+TEST(FilterCheck, MatchOfARewriteThatDoesNotUseItIsSaid) {
+  EXPECT_EQ(FindingsInRule("<MODIFYHW><ATTRVALUE match='a'>b</ATTRVALUE></MODIFYHW>"),
+            Findings{"1: Entry 'r': 'match' of MODIFYHW/ATTRVALUE is ignored, the method is not "
+                     "regex"});
+  EXPECT_EQ(FindingsInRule("<MODIFYHW><ATTRVALUE value='regex'>b</ATTRVALUE></MODIFYHW>"),
+            Findings{"1: Entry 'r': MODIFYHW/ATTRVALUE has no 'match': the empty expression "
+                     "matches everywhere"});
+}
+
+TEST(FilterCheck, WhatARenameReallyDoesIsSaid) {
+  EXPECT_EQ(FindingsInRule("<MODIFYHW><ATTRNAME>New</ATTRNAME></MODIFYHW>"),
+            Findings{"1: Entry 'r': MODIFYHW/ATTRNAME does not give the attribute its new name. It "
+                     "keeps its name; an attribute that already has the new name is renamed to the "
+                     "old one"});
+  EXPECT_EQ(FindingsInRule("<MODIFYHW><ATTRNAME/></MODIFYHW>"),
+            Findings{"1: Entry 'r' rejects every attribute that it applies to: MODIFYHW/ATTRNAME "
+                     "is empty"});
+}
+
+TEST(FilterCheck, RewritesWithoutEffectAreSaid) {
+  EXPECT_EQ(FindingsInRule("<MODIFYHW/>"),
+            Findings{"1: Entry 'r': MODIFYHW is empty and rewrites nothing"});
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>a</ATTRNAME></MATCHHW>"
+                           "<ACTION>Reject</ACTION><MODIFYHW><ATTRVALUE>b</ATTRVALUE></MODIFYHW>"
+                           "</TRANSLATEHW>"),
+            Findings{"1: Entry 'r': MODIFYHW is ignored, the entry rejects"});
+}
+
+TEST(FilterCheck, RulesWithoutPassesAreSaidAtTheEnd) {
+  EXPECT_EQ(FindingsIn("<HWINVCONFIG><TRANSLATEHWLIST maxpass='0'><TRANSLATEHW><MATCHHW>"
+                       "<ATTRNAME>a</ATTRNAME></MATCHHW><ACTION>Reject</ACTION></TRANSLATEHW>"
+                       "</TRANSLATEHWLIST>\n</HWINVCONFIG>"),
+            Findings{"2: No entry of TRANSLATEHWLIST ever applies: the number of passes is 0"});
+  EXPECT_EQ(FindingsIn("<HWINVCONFIG><TRANSLATEHWLIST maxpass='0'/></HWINVCONFIG>"), Findings{});
+}
+
+// Takes nothing below a warning and notes what it is given nevertheless.
+class Deaf : public KorDebugContext {
+ public:
+  bool Wants(KorLogLevel level) const override { return level >= KorLogLevel::kWarning; }
+  void Write(const KorLogRecord&) override { ++written; }
+  int written = 0;
+};
+
+TEST(FilterCheck, NothingIsSaidWhereTracesAreNotWanted) {
+  TemporaryFolder folder;
+  const KorString path = folder.Write("filter.xml", "<OTHER/>");
+  Deaf context;
+  debugInv.SetContext(&context);
+  HwFilter filter;
+  EXPECT_TRUE(filter.Load(path));
+  debugInv.SetContext(nullptr);
+  EXPECT_EQ(context.written, 0);
+}
+
+}  // namespace
