@@ -8,9 +8,11 @@ using scan_test::Values;
 namespace {
 
 const std::string kDhclient =
-    R"sh(cat `pgrep dhclient | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
+    R"sh(cat `pgrep dhclient | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | )sh"
+    R"sh(cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
 const std::string kDhcpcd =
-    R"sh(cat `pgrep dhcpcd | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
+    R"sh(cat `pgrep dhcpcd | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | )sh"
+    R"sh(cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
 const std::string kIfconfig = "/sbin/ifconfig -a";
 const std::string kRouteOfEth0 =
     R"sh(route | grep eth0$ | tr -s '[:blank:]' | cut -d ' ' -f2 | grep -v '*')sh";
