@@ -88,8 +88,6 @@ ZipArchive::ZipArchive(const KorString& path, int) : state(std::make_unique<Stat
   state->path = path;
   if (!PathIsUsable(path)) {
     state->error = ZIP_ER_NOENT;
-  } else if (FileGetSize(path) == 0) {
-    state->error = ZIP_ER_NOZIP;  // for libzip it would be an archive without entries
   } else {
     state->archive.reset(zip_open(path.CStr(), ZIP_RDONLY, &state->error));
   }

@@ -238,6 +238,7 @@ TEST(IniFile, DamagedHeaderEndsTheSectionBefore) {
   const IniFile ini(folder.Write("x.ini", "[HardwareInventory]\na=1\n[Foreign\nb=2\n"));
   EXPECT_EQ(TextOf(ini, kSection, "a"), "1");
   EXPECT_EQ(TextOf(ini, kSection, "b"), "the default");
+  EXPECT_EQ(TextOf(ini, "Foreign", "b"), "the default");
 }
 
 TEST(IniFile, BinaryContentIsReadAroundAndKept) {

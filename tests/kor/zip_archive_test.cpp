@@ -76,8 +76,9 @@ TEST(ZipArchive, EntriesThatAreNotThereFail) {
   EXPECT_FALSE(archive.Extract(2, folder.Path("out")));
   EXPECT_NE(archive.GetLastError(), 0);
   EXPECT_EQ(folder.CountEntries(), 1u);
-  EXPECT_EQ(log.Entries().front().text,
-            "Cannot extract entry 0 of '" + path.Str() + "': there is no such entry");
+  EXPECT_EQ(log.Text(), "warning: Cannot extract entry 0 of '" + path.Str() +
+                            "': there is no such entry\n" + "warning: Cannot extract entry 2 of '" +
+                            path.Str() + "': there is no such entry\n");
 }
 
 TEST(ZipArchive, WhatIsNoArchiveReportsAnErrorAndNoEntries) {
@@ -102,8 +103,10 @@ TEST(ZipArchive, FoldersAndEncryptedEntriesFailAndLeaveNothing) {
   EXPECT_FALSE(archive.Extract(1, folder.Path("out")));
   EXPECT_FALSE(archive.Extract(2, folder.Path("out")));
   EXPECT_EQ(folder.CountEntries(), 1u);
-  EXPECT_TRUE(log.Entries()[0].text.ends_with("': it is a folder"));
-  EXPECT_TRUE(log.Entries()[1].text.ends_with("': it is encrypted"));
+  const std::string archivePath = folder.Path("x.zip").Str();
+  EXPECT_EQ(log.Text(), "warning: Cannot extract entry 1 of '" + archivePath +
+                            "': it is a folder\n" + "warning: Cannot extract entry 2 of '" +
+                            archivePath + "': it is encrypted\n");
 }
 
 TEST(ZipArchive, LinksAreWrittenAsOrdinaryFiles) {
@@ -152,7 +155,7 @@ TEST(ZipArchive, DamagedDataFailsAndLeavesTheTargetAsItWas) {
   EXPECT_FALSE(archive.Extract(1, folder.Path("out")));
   EXPECT_EQ(folder.Read("out"), "before");
   EXPECT_EQ(folder.CountEntries(), 2u);
-  EXPECT_TRUE(log.Entries()[0].text.ends_with("': CRC error")) << log.Text();
+  EXPECT_TRUE(log.Text().ends_with("': CRC error\n")) << log.Text();
 }
 
 TEST(ZipArchive, ContentUpToTheLimitIsExtracted) {
@@ -170,7 +173,7 @@ TEST(ZipArchive, ContentOverTheLimitFailsAndLeavesNothing) {
   ZipArchive archive(MakeArchive(folder, {{"a", std::string(kLimit + 1, '\0')}}), 1);
   EXPECT_FALSE(archive.Extract(1, folder.Path("out")));
   EXPECT_EQ(folder.CountEntries(), 1u);
-  EXPECT_TRUE(log.Entries()[0].text.ends_with("': it is larger than 64 MiB")) << log.Text();
+  EXPECT_TRUE(log.Text().ends_with("': it is larger than 64 MiB\n")) << log.Text();
 }
 
 TEST(ZipArchive, SizeThatTheArchiveStatesIsNotBelieved) {
@@ -198,7 +201,7 @@ TEST(ZipArchive, UnwritableTargetFailsWithTheReason) {
   ZipArchive archive(MakeArchive(folder, {{"a", "x"}}), 1);
   EXPECT_FALSE(archive.Extract(1, folder.Path("missing/out")));
   EXPECT_NE(archive.GetLastError(), 0);
-  EXPECT_TRUE(log.Entries()[0].text.ends_with("No such file or directory")) << log.Text();
+  EXPECT_TRUE(log.Text().ends_with("No such file or directory\n")) << log.Text();
 }
 
 TEST(ZipArchive, AfterCloseThereIsNoArchive) {
