@@ -102,7 +102,9 @@ TEST(ObjSet, DeletingTheMemberUnderTheCursorMovesTheCursorOn) {
 
   const std::unique_ptr<ObjBase> removed(set.Del("b"));
 
-  ASSERT_NE(set.Next(), nullptr);
+  const ObjBase* next = set.Next();
+  ASSERT_NE(next, nullptr);
+  EXPECT_EQ(next->GetName(), KorString("c"));
   EXPECT_EQ(set.Next(), nullptr);
 }
 
@@ -129,15 +131,15 @@ TEST(ObjSet, InsertAndMovePutMembersWhereTheyAreWanted) {
   ObjSet set;
   ObjBase* a = AddTo(set, "a");
   ObjBase* b = AddTo(set, "b");
-  auto front = std::make_unique<ObjBase>("front");
-  auto middle = std::make_unique<ObjBase>("middle");
+  auto* front = new ObjBase("front");
+  auto* middle = new ObjBase("middle");
 
-  ASSERT_TRUE(set.Insert(front.get(), nullptr));
-  ASSERT_TRUE(set.Insert(middle.get(), a));
+  ASSERT_TRUE(set.Insert(front, nullptr));
+  ASSERT_TRUE(set.Insert(middle, a));
   EXPECT_EQ(NamesOf(set), (std::vector<std::string>{"front", "a", "middle", "b"}));
   set.Move(b, nullptr);
-  set.Move(front.release(), middle.get());
-  set.Move(middle.release(), middle.get());
+  set.Move(front, middle);
+  set.Move(middle, middle);
 
   EXPECT_EQ(NamesOf(set), (std::vector<std::string>{"b", "a", "middle", "front"}));
   EXPECT_EQ(NamesFromTheEnd(set), NamesOf(set));
