@@ -23,8 +23,8 @@ class NotedAssignment : public KorAssignment {
   int64_t Delete() override { return Note("delete"); }
 
  private:
-  int64_t Note(const char* operation) {
-    called.push_back(std::string(operation) + " " + GetName().Str() + " " + GetRawString().Str());
+  int64_t Note(const char* which) {
+    called.push_back(std::string(which) + " " + GetName().Str() + " " + GetRawString().Str());
     if (fails) SetFailed();
     return 44003;
   }

@@ -25,7 +25,7 @@
 #include "support/temporary_folder.h"
 
 // Keeps messages as "level: text".
-class CapturedLog : public KorDebugContext {
+class HostLog : public KorDebugContext {
  public:
   bool Wants(KorLogLevel) const override { return true; }
   void Write(const KorLogRecord& record) override {
@@ -225,7 +225,7 @@ class ModuleFixture : public testing::Test {
   }
 
   TemporaryFolder folder;
-  CapturedLog log;
+  HostLog log;
   PlayedMachine machine;
   PlayedNeighbours neighbours;
 
