@@ -1,9 +1,9 @@
 #include "hardware/module/lifecycle.h"
 
 #include "hardware/actions/action_handlers.h"
-#include "hardware/actions/not_yet.h"
 #include "hardware/actions/upload_timer.h"
 #include "hardware/filter/filter_actions.h"
+#include "hardware/filter/modify_xml_file.h"
 #include "hardware/filter/hardware_assignment.h"
 #include "hardware/module/identity.h"
 #include "kor/file.h"

@@ -17,9 +17,12 @@ using namespace std::string_literals;
 using HardwareInventory::debugInv;
 using HardwareInventory::HwFilter;
 using HardwareInventory::HwFilterAttr;
+using HardwareInventory::kFilterAccept;
 using HardwareInventory::kFilterHasAction;
 using HardwareInventory::kFilterHasMatch;
 using HardwareInventory::kFilterHasMatchName;
+using HardwareInventory::kFilterHasModifyName;
+using HardwareInventory::kFilterHasModifyValue;
 using HardwareInventory::kFilterMatchPattern;
 using HardwareInventory::kFilterNotEqual;
 using Values = std::vector<std::pair<std::string, std::string>>;
@@ -193,6 +196,18 @@ TEST(FilterEngine, RuleWithoutActionRejects) {
   EXPECT_TRUE(translation.Result().empty());
   EXPECT_EQ(translation.messages[1],
             "Attribute 'A' has been rejected by unqualified filter 'made'");
+}
+
+TEST(FilterEngine, ChildrenCountOnlyWithTheirParents) {
+  HwFilter filter;
+  AddRule(filter, kFilterHasMatchName)->GetMatchNameData() = "A";
+  HwFilterAttr* rule = AddRule(filter, kFilterHasMatch | kFilterHasMatchName | kFilterHasAction |
+                                           kFilterHasModifyName | kFilterHasModifyValue);
+  rule->GetMatchNameData() = "A";
+  rule->GetAction() = kFilterAccept;
+  Translation translation{{"A", "1"}};
+  translation.Run(filter);
+  EXPECT_EQ(translation.Result(), (Values{{"A", "1"}}));
 }
 
 TEST(FilterEngine, ActionOtherThanAcceptRejects) {
@@ -388,8 +403,9 @@ TEST(FilterEngine, EntryWithAnEmptyPartIsSkipped) {
 }
 
 TEST(FilterEngine, RenameToTheSameNameIsAChangeButNoRename) {
-  Translation translation{{"Old", "1"}};
+  Translation translation{{"Old", "1"}, {"Other", "2"}};
   translation.Run(Rename("Old", " Old "));
+  EXPECT_EQ(translation.Result(), (Values{{"Old", "1"}, {"Other", "2"}}));
   EXPECT_EQ(translation.messages,
             (Names{"Processing attribute filter pass 1",
                    "There was 1 change(s) within the last loop. More pass would be required"}));
