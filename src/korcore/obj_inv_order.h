@@ -35,11 +35,9 @@ class LooseMembers {
     if (place == nullptr) {
       atEnd.push_back(elements.size());
     } else if (place->IsFirst()) {
-      ambiguous = ambiguous || atFront != kNobody;
       atFront = elements.size();
     } else {
-      const bool isNew = followers.emplace(place->GetAfter().View(), elements.size()).second;
-      ambiguous = ambiguous || !isNew;
+      followers.emplace(place->GetAfter().View(), elements.size());
     }
     elements.push_back(std::move(element));
   }
@@ -47,7 +45,6 @@ class LooseMembers {
   // Puts all of them into the set of the kept ones. False when their places contradict each other
   // or a name is there twice; the set then holds some of them.
   bool PutInto(ObjSetOf<T>& set) {
-    if (ambiguous) return false;
     if (elements.empty()) return true;
     if (atFront != kNobody && !Put(set, atFront, nullptr)) return false;
     size_t nextAtEnd = 0;
@@ -60,6 +57,7 @@ class LooseMembers {
         if (!Put(set, atEnd[nextAtEnd++], set.Tail())) return false;
         member = set.Tail();
       } else {
+        // Fewer when two want the same place or one wants a place after nobody.
         return placed == elements.size();
       }
     }
@@ -85,7 +83,6 @@ class LooseMembers {
   std::unordered_map<std::string_view, size_t> followers;
   size_t atFront = kNobody;
   size_t placed = 0;
-  bool ambiguous = false;
 };
 
 }  // namespace obj_inv_order

@@ -277,6 +277,69 @@ TEST(ObjInvDiff, ADifferenceFitsOnlyTheDocumentItWasMadeFrom) {
   EXPECT_FALSE(old.Merge(diff));
 }
 
+TEST(ObjInvDiff, WhatIsRemovedMustBeWhatWasThere) {
+  ObjInv old(nullptr);
+  AddDisk(old, "sda", "500");
+  ObjInv diff(nullptr);
+  ASSERT_TRUE(ObjInv(nullptr).Diff(old, diff));
+  ObjInv other(nullptr);
+  AddDisk(other, "sda", "501");
+
+  EXPECT_FALSE(other.Apply(diff));
+  EXPECT_TRUE(old.Apply(diff));
+}
+
+TEST(ObjInvDiff, WhatIsAddedMustBeWhatIsThere) {
+  ObjInv now(nullptr);
+  AddDisk(now, "sda", "500");
+  ObjInv diff(nullptr);
+  ASSERT_TRUE(now.Diff(ObjInv(nullptr), diff));
+  ObjInv other(nullptr);
+  AddDisk(other, "sda", "501");
+
+  EXPECT_FALSE(other.Merge(diff));
+  EXPECT_TRUE(now.Merge(diff));
+}
+
+TEST(ObjInvDiff, WhatMovedMustHaveStoodWhereItDid) {
+  ObjInv old(nullptr);
+  for (const char* name : {"a", "b", "c", "d"}) old.Ensure(name)->Ensure("i");
+  ObjInv now(nullptr);
+  now.CopyFrom(old);
+  now.Ensure("d")->Ensure("j");
+  now.Objects().Move(now.Ensure("d"), nullptr);
+  ObjInv diff(nullptr);
+  ASSERT_TRUE(now.Diff(old, diff));
+  ObjInv other(nullptr);
+  other.CopyFrom(old);
+  other.Objects().Move(other.Ensure("d"), other.Ensure("a"));
+  ObjInv otherNow(nullptr);
+  otherNow.CopyFrom(now);
+  otherNow.Objects().Move(otherNow.Ensure("d"), otherNow.Ensure("a"));
+
+  EXPECT_FALSE(other.Apply(diff));
+  EXPECT_FALSE(otherNow.Merge(diff));
+}
+
+TEST(ObjInvDiff, NothingHasAPlaceWhereAllIsNew) {
+  ObjInv old(nullptr);
+  old.Ensure("Disk")->Ensure("sda");
+  ObjInv now(nullptr);
+  now.Ensure("Disk")->Ensure("sda")->Ensure("Size");
+  now.Ensure("Disk")->Ensure("sda")->Ensure("Type");
+  ObjInv diff(nullptr);
+
+  ASSERT_TRUE(now.Diff(old, diff));
+
+  EXPECT_EQ(Lines(diff), R"(  <class name="Disk" change="modified">
+    <instance name="sda" change="modified">
+      <value name="Size" change="added"/>
+      <value name="Type" change="added"/>
+    </instance>
+  </class>
+)");
+}
+
 TEST(ObjInvDiff, PlacesThatContradictEachOtherDoNotApply) {
   ObjInv old(nullptr);
   old.Ensure("a");
@@ -293,6 +356,9 @@ TEST(ObjInvDiff, PlacesThatContradictEachOtherDoNotApply) {
   EXPECT_EQ(messages.text,
             "Failed to apply a differential: '(the order of the elements)' does not fit");
 
+  diff.Ensure("x")->SetPlace(ObjPlace::First());
+  diff.Ensure("y")->SetPlace(ObjPlace::First());
+  EXPECT_FALSE(document.Apply(diff));
   diff.Ensure("x")->SetPlace(ObjPlace::After("y"));
   diff.Ensure("y")->SetPlace(ObjPlace::After("x"));
   EXPECT_FALSE(document.Apply(diff));
