@@ -29,11 +29,6 @@ kor-agent in the XDG state folder (~/.local/state) for others.
 )";
 
 void AddCommonOptions(CLI::App& app, CommonOptions& options) {
-  static const std::map<std::string, KorLogLevel> kLevels = {
-      {"trace", KorLogLevel::kTrace}, {"detail", KorLogLevel::kDetail},
-      {"print", KorLogLevel::kPrint}, {"warning", KorLogLevel::kWarning},
-      {"error", KorLogLevel::kError},
-  };
   app.add_option("--home", options.home, "Folder of settings and data")
       ->type_name("DIR")
       ->check([](const std::string& text) {
@@ -42,21 +37,32 @@ void AddCommonOptions(CLI::App& app, CommonOptions& options) {
   app.add_option("--module", options.modules, "Module to load instead of the inventory module")
       ->type_name("FILE")
       ->expected(1);
-  app.add_option("--log-level", options.logLevel,
-                 "Messages on standard error: trace, detail, print, warning (the default) or error")
+  const auto setLevel = [&options](const std::string& name) {
+    if (KorLogLevelFromName(KorString(name), options.logLevel)) return;
+    throw CLI::ValidationError("--log-level", "'" + name + "' is not a level");
+  };
+  app.add_option_function<std::string>(
+         "--log-level", setLevel,
+         "Messages on standard error: trace, detail, print, warning or error")
       ->type_name("LEVEL")
-      ->transform(CLI::Transformer(kLevels, CLI::ignore_case))
       ->default_str("warning");
 }
 
 CLI::App* AddInventory(CLI::App& app, InventoryOptions& options) {
-  static const std::map<std::string, Format> kFormats = {
-      {"table", Format::kTable}, {"json", Format::kJson}, {"xml", Format::kXml}};
   CLI::App* command = app.add_subcommand("inventory", "Examine this machine and print the result");
   command->footer(kExitCodes);
-  command->add_option("--format", options.format, "table (the default), json or xml")
+  const auto setFormat = [&options](const std::string& name) {
+    static const std::map<std::string, Format> kFormats = {
+        {"table", Format::kTable}, {"json", Format::kJson}, {"xml", Format::kXml}};
+    const auto format = kFormats.find(name);
+    if (format == kFormats.end()) {
+      throw CLI::ValidationError("--format", "'" + name + "' is not table, json or xml");
+    }
+    options.format = format->second;
+  };
+  command->add_option_function<std::string>("--format", setFormat, "table, json or xml")
       ->type_name("FORMAT")
-      ->transform(CLI::Transformer(kFormats));
+      ->default_str("table");
   command
       ->add_option("--translation-file", options.translationFile,
                    "Translation file for this run, a path or a URL")

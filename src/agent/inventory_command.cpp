@@ -60,9 +60,12 @@ class FailedScans {
   void Take(const KorLogRecord& record) KOR_EXCLUDES(mutex) {
     constexpr std::string_view kFailed = "Failed to scan ";
     if (!record.text.starts_with(kFailed)) return;
+    const std::string_view scan = record.text.substr(kFailed.size());
+    // Always fails: there is nothing that it examines.
+    if (scan == "desktop monitor") return;
     KorMutexLock lock(mutex);
     if (!names.empty()) names += ", ";
-    names += record.text.substr(kFailed.size());
+    names += scan;
   }
 
   KorLogDispatcher& dispatcher;

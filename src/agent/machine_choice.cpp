@@ -1,10 +1,35 @@
 #include "agent/machine_choice.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "agent/terminal_log.h"
 #include "kor/machine.h"
 #include "kor/redaction.h"
 
 namespace agent {
+namespace {
+
+// A command that was not recorded is one that the machine does not have: the scans then say nothing
+// of it, and it is named once, at the end.
+class ReplayedMachine : public KorReplayMachine {
+ public:
+  using KorReplayMachine::KorReplayMachine;
+
+  KorCommandResult RunCommand(const KorString& command) override {
+    constexpr int kNotFound = 127;
+    KorCommandResult result = KorReplayMachine::RunCommand(command);
+    const std::vector<KorString> notRecorded = Missing();
+    const KorString name = KorString("command ") + command;
+    if (std::find(notRecorded.begin(), notRecorded.end(), name) != notRecorded.end()) {
+      result.outcome = KorCommandResult::Outcome::kExited;
+      result.status = kNotFound;
+    }
+    return result;
+  }
+};
+
+}  // namespace
 
 Result<std::unique_ptr<MachineChoice>> MachineChoice::Create(const InventoryOptions& options) {
   std::unique_ptr<MachineChoice> choice(new MachineChoice(options));
@@ -17,7 +42,7 @@ Result<std::unique_ptr<MachineChoice>> MachineChoice::Create(const InventoryOpti
     if (!recording.Load(KorString(options.replayFile), error)) {
       return Failure{KorString("the recording cannot be played back: ") + error};
     }
-    choice->player = std::make_unique<KorReplayMachine>(recording);
+    choice->player = std::make_unique<ReplayedMachine>(recording);
     KorMachine::SetCurrent(choice->player.get());
   }
   return choice;

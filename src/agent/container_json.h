@@ -1,0 +1,30 @@
+// Containers as JSON, for people, scripts and the server.
+//
+// string, boolean, number (32-bit integer) and object stand for the four types of values; a key
+// with several values is an array.
+
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+#include "agent/result.h"
+#include "kor/container.h"
+
+namespace agent {
+
+// Keys keep their order. Bytes that are not UTF-8 become U+FFFD when it is written as text.
+nlohmann::ordered_json ContainerToJson(const KorContainer& container);
+
+// The reason of a failure names the key ("Options.Mode").
+Result<KorContainer> ContainerFromJson(const nlohmann::ordered_json& json);
+
+// The same as text: on one line when the indentation is negative.
+std::string ContainerToJsonText(const KorContainer& container, int indentation = -1);
+Result<KorContainer> ContainerFromJsonText(std::string_view text);
+
+// Text of JSON that never fails: what is not UTF-8 becomes U+FFFD.
+std::string JsonText(const nlohmann::ordered_json& json, int indentation = -1);
+
+}  // namespace agent

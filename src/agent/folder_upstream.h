@@ -1,0 +1,26 @@
+// Deliveries into a folder: <id>.data and <id>.json (docs/upstream.md).
+
+#pragma once
+
+#include "agent/upstream.h"
+
+namespace agent {
+
+class FolderUpstream : public Upstream {
+ public:
+  explicit FolderUpstream(const KorString& targetFolder) : folder(targetFolder) {}
+
+  DeliveryResult Deliver(const QueuedItem& item) override;
+
+  // A folder has nothing for the device: there is the inbox folder for that.
+  Result<std::vector<InboxEntry>> ListInbox() override;
+  Result<void> FetchInboxFile(const InboxEntry& entry, const KorString& target) override;
+  Result<void> Acknowledge(const std::string& id, const KorString& reasonOfRefusal) override;
+
+  void Abort() override {}
+
+ private:
+  const KorString folder;
+};
+
+}  // namespace agent
