@@ -296,11 +296,13 @@ bool KorRecording::Load(const KorString& path, KorString& error) {
     text += chunk;
     return text.size() <= kMaxFileSize;
   };
-  if (!FileReadChunks(path, append, error)) {
+  // Files of the kernel have no size: what is read is counted, too.
+  const bool isTooLarge = FileGetSize(path) > static_cast<int64_t>(kMaxFileSize);
+  if (!isTooLarge && !FileReadChunks(path, append, error)) {
     error = path + ": " + error;
     return false;
   }
-  if (text.size() > kMaxFileSize) {
+  if (isTooLarge || text.size() > kMaxFileSize) {
     error = path + ": larger than a recording may be";
     return false;
   }
