@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kor/thread.h"
@@ -229,11 +232,15 @@ TEST_F(ActionDb, DroppingAModuleWaitsForItsCalls) {
 
 // The handler's code may lie in the module: nothing of it may be left once the module is dropped.
 TEST_F(ActionDb, DroppedModuleLeavesNoHandlerBehind) {
-  const auto token = std::make_shared<int>(0);
+  std::atomic<bool> isGone = false;
+  std::shared_ptr<void> token(nullptr, [&isGone](void*) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    isGone = true;
+  });
   std::promise<void> entered;
   ActionDbRegisterAction(
       "Slow ()",
-      [token, &entered](KorContainer*) {
+      [held = std::move(token), &entered](KorContainer*) {
         entered.set_value();
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return ACTIONDB_ERROR_SUCCESS;
@@ -247,7 +254,7 @@ TEST_F(ActionDb, DroppedModuleLeavesNoHandlerBehind) {
 
   ActionDbDropModule(&kFirstModule);
 
-  EXPECT_EQ(1, token.use_count());
+  EXPECT_TRUE(isGone);
   caller.join();
 }
 
