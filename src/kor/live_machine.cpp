@@ -10,6 +10,7 @@
 #include <chrono>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -35,6 +36,21 @@ constexpr size_t kChunkSize = 64 * 1024;
 // system) goes later or never, and does not keep the thread.
 constexpr std::chrono::seconds kKillPatience{1};
 constexpr int kLongestNapMilliseconds = 32;
+
+// Until when a command may take; without an end when there is no value.
+using Deadline = std::optional<Clock::time_point>;
+
+bool IsOver(const Deadline& deadline) {
+  return deadline && Clock::now() >= *deadline;
+}
+
+// For poll(2), so rounded up: a wait that ended too early would be repeated at once, again and
+// again.
+int MillisecondsUntil(const Deadline& deadline) {
+  if (!deadline) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now()).count();
+  return static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX));
+}
 
 // The command is not in the shell's own arguments, or "pgrep -f" would find the shell that runs it;
 // nor in the environment of what the command starts.
@@ -149,11 +165,13 @@ class ShellProcess {
     return SpawnPlan(output).Spawn(process, command);
   }
 
-  KorCommandResult WaitForEnd() {
+  // Nothing when the time is over first.
+  std::optional<KorCommandResult> WaitForEnd(const Deadline& deadline) {
     // It usually ends at once, being at the end of its output. There is no descriptor to wait for
     // it on every kernel, so the naps grow.
     for (int nap = 1;; nap = std::min(2 * nap, kLongestNapMilliseconds)) {
-      if (const auto result = TryReap()) return *result;
+      if (auto result = TryReap()) return result;
+      if (IsOver(deadline)) return std::nullopt;
       WaitReadable(-1, nap);
       ThrowIfForced();
     }
@@ -186,21 +204,39 @@ class ShellProcess {
   pid_t process = -1;
 };
 
+enum class Reading { kEnd, kTooLong, kTimeOver };
+
 // Reads to the end, as a shell does for back-quotes: also what a process that the command left in
-// the background still prints. False when the output passes the cap and is cut.
-bool ReadToEnd(int descriptor, std::string& output) {
+// the background still prints. What passes the cap is cut.
+Reading ReadToEnd(int descriptor, const Deadline& deadline, std::string& output) {
   const auto chunk = std::make_unique<char[]>(kChunkSize);
   for (;;) {
-    const bool readable = WaitReadable(descriptor, -1);
+    const bool readable = WaitReadable(descriptor, MillisecondsUntil(deadline));
     ThrowIfForced();
+    if (IsOver(deadline)) return Reading::kTimeOver;
     if (!readable) continue;
     const ssize_t count = read(descriptor, chunk.get(), kChunkSize);
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return true;
+    if (count <= 0) return Reading::kEnd;
     const size_t room = kMaxOutput - output.size();
     output.append(chunk.get(), std::min(static_cast<size_t>(count), room));
-    if (static_cast<size_t>(count) > room) return false;
+    if (static_cast<size_t>(count) > room) return Reading::kTooLong;
   }
+}
+
+// How the shell ended; when it did not, its destructor sees to that.
+KorCommandResult Outlast(ShellProcess& shell, int outputEnd, const Deadline& deadline) {
+  std::string output;
+  const Reading reading = ReadToEnd(outputEnd, deadline, output);
+  if (reading == Reading::kTooLong) return {Outcome::kTooLong, 0, std::move(output)};
+  std::optional<KorCommandResult> result;
+  if (reading == Reading::kEnd) result = shell.WaitForEnd(deadline);
+  if (!result) {
+    KorFrameworkLog().WarningWithNL("A command takes too long and is killed");
+    return {Outcome::kKilled, SIGKILL, std::move(output)};
+  }
+  result->output = std::move(output);
+  return *std::move(result);
 }
 
 KorCommandResult NotStarted(int error) {
@@ -218,18 +254,16 @@ KorCommandResult KorLiveMachine::RunCommand(const KorString& command) {
   if (pipe2(ends, O_CLOEXEC) != 0) return NotStarted(errno);
   const Descriptor readEnd(ends[0]);
   Descriptor writeEnd(ends[1]);
+  Deadline deadline;
+  if (const uint32_t bound = timeout; bound > 0) {
+    deadline = Clock::now() + std::chrono::milliseconds(bound);
+  }
   ShellProcess shell;
   const int error = shell.Start(command, writeEnd.Number());
   if (error != 0) return NotStarted(error);
   // Else the end of the output would never come.
   writeEnd.Close();
-  std::string output;
-  if (!ReadToEnd(readEnd.Number(), output)) {
-    return {Outcome::kTooLong, 0, std::move(output)};
-  }
-  KorCommandResult result = shell.WaitForEnd();
-  result.output = std::move(output);
-  return result;
+  return Outlast(shell, readEnd.Number(), deadline);
 }
 
 bool KorLiveMachine::FileExists(const KorString& path) {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <string>
 
 #include "kor/string.h"
@@ -49,4 +51,11 @@ class KorLiveMachine : public KorMachine {
   KorString HostName() override;
   // PRETTY_NAME, else NAME, of os-release(5); "Linux" without one.
   KorString DistributionName() override;
+
+  // How long commands that are begun from now on may take; 0 is without a bound. One that takes
+  // longer is killed, with all that it started, and counts as killed.
+  void SetTimeout(uint32_t milliseconds) { timeout = milliseconds; }
+
+ private:
+  std::atomic<uint32_t> timeout = 0;
 };

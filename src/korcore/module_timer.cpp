@@ -1,5 +1,6 @@
 #include "korcore/module_timer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -63,7 +64,13 @@ class Timers {
   std::vector<ModuleTimerEntry> Entries() KOR_EXCLUDES(mutex) {
     KorMutexLock lock(mutex);
     std::vector<ModuleTimerEntry> entries;
-    for (const Timer& timer : timers) entries.push_back(timer.entry);
+    const Clock::time_point now = Clock::now();
+    for (const Timer& timer : timers) {
+      ModuleTimerEntry& entry = entries.emplace_back(timer.entry);
+      if (!timer.IsOn()) continue;
+      entry.untilNextTick = std::max(std::chrono::ceil<std::chrono::milliseconds>(timer.due - now),
+                                     std::chrono::milliseconds(0));
+    }
     return entries;
   }
 
@@ -150,7 +157,7 @@ Timers& TheTimers() {
 }  // namespace
 
 bool SetModuleTimerEntry(const KorString& name, const KorString& action, uint32_t seconds, int) {
-  TheTimers().Set({name, action, seconds});
+  TheTimers().Set({name, action, seconds, {}});
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -11,6 +12,7 @@ struct ModuleTimerEntry {
   KorString name;
   KorString action;
   uint32_t seconds = 0;
+  std::chrono::milliseconds untilNextTick{0};  // as ModuleTimerEntries() tells it; 0 when off
 };
 
 // Creates or replaces the entry of that name; its first tick comes one period from now. Period 0 is

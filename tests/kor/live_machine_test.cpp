@@ -347,4 +347,43 @@ TEST(LiveMachine, AlwaysHasADistributionName) {
   EXPECT_FALSE(machine.DistributionName().IsEmpty());
 }
 
+TEST(CommandTimeout, CommandThatTakesLongerIsKilledWithAllThatItStarted) {
+  const TemporaryFolder folder;
+  KorLiveMachine machine;
+  machine.SetTimeout(200);
+  const Clock::time_point start = Clock::now();
+  const KorCommandResult result = machine.RunCommand(
+      "echo begun; (sleep 2; touch " + folder.Path("late") + ") & sleep 1000 | cat");
+  EXPECT_EQ(Outcome::kKilled, result.outcome);
+  EXPECT_EQ(SIGKILL, result.status);
+  EXPECT_EQ("begun\n", result.output);
+  EXPECT_GE(Clock::now() - start, 200ms);
+  EXPECT_LT(Clock::now() - start, 1900ms);
+  std::this_thread::sleep_for(start + 2500ms - Clock::now());
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("late").Str()));
+}
+
+TEST(CommandTimeout, CommandThatClosedItsOutputIsBoundedToo) {
+  KorLiveMachine machine;
+  machine.SetTimeout(200);
+  const KorCommandResult result = machine.RunCommand("echo begun; exec >&-; sleep 1000");
+  EXPECT_EQ(Outcome::kKilled, result.outcome);
+  EXPECT_EQ("begun\n", result.output);
+}
+
+TEST(CommandTimeout, CommandThatEndsInTimeIsLeftAlone) {
+  KorLiveMachine machine;
+  machine.SetTimeout(60'000);
+  EXPECT_EQ((KorCommandResult{Outcome::kExited, 3, "done\n"}),
+            machine.RunCommand("echo done; exit 3"));
+}
+
+TEST(CommandTimeout, ZeroIsWithoutABound) {
+  KorLiveMachine machine;
+  machine.SetTimeout(1);
+  machine.SetTimeout(0);
+  EXPECT_EQ((KorCommandResult{Outcome::kExited, 0, "done\n"}),
+            machine.RunCommand("sleep 0.3; echo done"));
+}
+
 }  // namespace
