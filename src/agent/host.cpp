@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "agent/settings.h"
 #include "kor/file.h"
-#include "kor/ini_file.h"
 #include "korcore/agent_context.h"
 
 namespace agent {
@@ -23,8 +23,10 @@ Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
   if (!home.IsOk()) return Failure{home.Reason()};
   std::unique_ptr<Host> host(new Host(home.Value(), options.terminal));
   Result<void> done = host->OpenLog();
-  if (done.IsOk()) done = host->AddNeighbours();
-  if (done.IsOk()) done = host->LoadModules(options.modules);
+  if (done.IsOk()) {
+    host->AddNeighbours();
+    done = host->LoadModules(options.modules);
+  }
   if (!done.IsOk()) return Failure{done.Reason()};
   return host;
 }
@@ -38,6 +40,7 @@ Host::Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions
 
 Host::~Host() {
   while (!modules.empty()) modules.pop_back();
+  neighbours.reset();
   identity.reset();
   KorAgentSetDebugContext(nullptr);
 }
@@ -49,14 +52,10 @@ Result<void> Host::OpenLog() {
   return Failure{KorString("the log file cannot be opened: ") + error};
 }
 
-Result<void> Host::AddNeighbours() {
-  const Result<KorString> guid = LoadOrMakeGuid(home.DataDir() + "identity.ini");
-  if (!guid.IsOk()) return Failure{guid.Reason()};
-  KorString topology;
-  const IniFile settings(home.ConfigDir() + "kor-agent.ini");
-  settings.GetEntryValue("Identity", "DeviceTopology", topology, KorString());
-  identity = std::make_unique<Identity>(guid.Value(), topology);
-  return {};
+void Host::AddNeighbours() {
+  const Settings settings = ReadSettings(home);
+  identity = std::make_unique<Identity>(home.DataDir() + "identity.ini", settings.topology);
+  neighbours = std::make_unique<Neighbours>(home, settings);
 }
 
 Result<void> Host::LoadModules(std::vector<KorString> paths) {

@@ -8,6 +8,7 @@
 #include "agent/home.h"
 #include "agent/identity.h"
 #include "agent/module_host.h"
+#include "agent/neighbours.h"
 #include "agent/result.h"
 #include "agent/terminal_log.h"
 #include "kor/log_dispatcher.h"
@@ -33,6 +34,8 @@ class Host {
   const Home& GetHome() const { return home; }
   KorLogDispatcher& Log() { return log; }
   TerminalLog& Terminal() { return terminal; }
+  // What carries things to the server; it delivers only when it is told to.
+  Neighbours& Delivery() { return *neighbours; }
 
   // Ends what the modules are running.
   void CancelRuns();
@@ -41,13 +44,14 @@ class Host {
   Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions);
 
   Result<void> OpenLog();
-  Result<void> AddNeighbours();
+  void AddNeighbours();
   Result<void> LoadModules(std::vector<KorString> paths);
 
   Home home;
   KorLogDispatcher log;
   TerminalLog terminal;
   std::unique_ptr<Identity> identity;
+  std::unique_ptr<Neighbours> neighbours;
   std::vector<std::unique_ptr<Module>> modules;
 };
 

@@ -9,6 +9,7 @@
 #include "kor/file.h"
 #include "kor/ini_file.h"
 #include "korcore/action_db.h"
+#include "korcore/callback_db.h"
 
 namespace agent {
 namespace {
@@ -59,20 +60,67 @@ Result<KorString> LoadOrMakeGuid(const KorString& file) {
   return MakeAndStoreGuid(file);
 }
 
-Identity::Identity(const KorString& guid, const KorString& topology) {
-  const auto answer = [](const char* key, const KorString& value) {
-    return [key, value](KorContainer* container) {
-      container->Clear();
-      container->SetString(key, value);
-      return ACTIONDB_ERROR_SUCCESS;
-    };
-  };
-  ActionDbRegisterAction("IdentityGetGUID ()", answer("GUID", guid), this);
-  ActionDbRegisterAction("IdentityGetDeviceTopology ()", answer("Topology", topology), this);
+Identity::Identity(const KorString& guidFile, const KorString& topology,
+                   std::chrono::milliseconds retryInterval)
+    : file(guidFile), interval(retryInterval) {
+  ActionDbRegisterAction(
+      "IdentityGetGUID ()", [this](KorContainer* container) { return Answer(*container); }, this);
+  ActionDbRegisterAction(
+      "IdentityGetDeviceTopology ()",
+      [topology](KorContainer* container) {
+        container->Clear();
+        container->SetString("Topology", topology);
+        return ACTIONDB_ERROR_SUCCESS;
+      },
+      this);
+  if (!Load()) retry = std::thread([this] { RetryUntilAvailable(); });
 }
 
 Identity::~Identity() {
+  {
+    const KorMutexLock lock(mutex);
+    stopping = true;
+    changed.NotifyAll();
+  }
+  if (retry.joinable()) retry.join();
   ActionDbDropModule(this);
+}
+
+uint32_t Identity::Answer(KorContainer& container) {
+  const KorMutexLock lock(mutex);
+  container.Clear();
+  if (!guid.IsEmpty()) container.SetString("GUID", guid);
+  return ACTIONDB_ERROR_SUCCESS;
+}
+
+bool Identity::Load() {
+  const Result<KorString> loaded = LoadOrMakeGuid(file);
+  const KorMutexLock lock(mutex);
+  if (loaded.IsOk()) {
+    guid = loaded.Value();
+    return true;
+  }
+  if (loggedReason != loaded.Reason()) {
+    loggedReason = loaded.Reason();
+    KorFrameworkLog().ErrorWithNL("Without an identity no inventory is made: %S", loggedReason);
+  }
+  return false;
+}
+
+void Identity::RetryUntilAvailable() {
+  do {
+    const auto next = std::chrono::steady_clock::now() + interval;
+    const KorMutexLock lock(mutex);
+    while (!stopping && changed.WaitUntil(mutex, next)) {
+    }
+    if (stopping) return;
+  } while (!Load());
+  KorContainer event;
+  {
+    const KorMutexLock lock(mutex);
+    event.SetString("GUID", guid);
+  }
+  CallbackDbRaise("IdentityCallbackGUIDAvailable", event);
 }
 
 }  // namespace agent

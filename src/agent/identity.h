@@ -2,7 +2,14 @@
 
 #pragma once
 
+#include <chrono>
+#include <cstdint>
+#include <thread>
+
 #include "agent/result.h"
+#include "kor/condition.h"
+#include "kor/container.h"
+#include "kor/mutex.h"
 #include "kor/string.h"
 
 namespace agent {
@@ -13,13 +20,30 @@ namespace agent {
 Result<KorString> LoadOrMakeGuid(const KorString& file);
 
 // While it lives, answers the actions "IdentityGetGUID" (key "GUID") and
-// "IdentityGetDeviceTopology" (key "Topology").
+// "IdentityGetDeviceTopology" (key "Topology"). As long as there is no GUID, because it cannot be
+// stored, the first answers without the key, and it is tried again from time to time; when it has
+// become available, the event "IdentityCallbackGUIDAvailable" (key "GUID") is raised.
 class Identity {
  public:
-  Identity(const KorString& guid, const KorString& topology);
+  Identity(const KorString& guidFile, const KorString& topology,
+           std::chrono::milliseconds retryInterval = std::chrono::minutes(1));
   ~Identity();
   Identity(const Identity&) = delete;
   Identity& operator=(const Identity&) = delete;
+
+ private:
+  uint32_t Answer(KorContainer& container) KOR_EXCLUDES(mutex);
+  void RetryUntilAvailable() KOR_EXCLUDES(mutex);
+  bool Load() KOR_EXCLUDES(mutex);
+
+  const KorString file;
+  const std::chrono::milliseconds interval;
+  KorMutex mutex;
+  KorCondition changed;
+  KorString guid KOR_GUARDED_BY(mutex);
+  KorString loggedReason KOR_GUARDED_BY(mutex);
+  bool stopping KOR_GUARDED_BY(mutex) = false;
+  std::thread retry;
 };
 
 }  // namespace agent

@@ -1,10 +1,18 @@
 #include "agent/identity.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <chrono>
+
+#include "kor/condition.h"
 #include "kor/container.h"
+#include "kor/mutex.h"
 #include "kor/regex.h"
 #include "korcore/action_db.h"
+#include "korcore/callback_db.h"
+#include "korcore/host_worker.h"
+#include "support/captured_log.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -57,22 +65,72 @@ TEST(Identity, GuidThatCannotBeStoredIsAFailure) {
   EXPECT_TRUE(guid.Reason().Find("cannot be stored", 0) >= 0) << guid.Reason().CStr();
 }
 
-TEST(Identity, ActionsAnswerWhileItLives) {
+KorString AskGuid(uint32_t& code) {
   KorContainer container;
-  KorString guid, topology = "none";
+  KorString guid;
+  code = ActionDbInvokeContainer("", "IdentityGetGUID", container, 0, -1, -1, 0);
+  container.GetString("GUID", guid);
+  return guid;
+}
+
+TEST(Identity, ActionsAnswerWhileItLives) {
+  const TemporaryFolder folder;
+  const KorString file = folder.Path("identity.ini");
+  const KorString stored = agent::LoadOrMakeGuid(file).Value();
+  KorContainer container;
+  KorString topology = "none";
+  uint32_t code = 99;
   {
-    const agent::Identity identity("1-2-3", "_DB_DEVTYPE_CONNECTED_");
-    EXPECT_EQ(ACTIONDB_ERROR_SUCCESS,
-              ActionDbInvokeContainer("", "IdentityGetGUID", container, 0, -1, -1, 0));
-    EXPECT_TRUE(container.GetString("GUID", guid));
+    const agent::Identity identity(file, "_DB_DEVTYPE_CONNECTED_");
+    EXPECT_EQ(stored, AskGuid(code));
+    EXPECT_EQ(ACTIONDB_ERROR_SUCCESS, code);
     EXPECT_EQ(ACTIONDB_ERROR_SUCCESS,
               ActionDbInvokeContainer("", "IdentityGetDeviceTopology", container, 0, -1, -1, 0));
     EXPECT_TRUE(container.GetString("Topology", topology));
   }
-  EXPECT_EQ("1-2-3", guid);
   EXPECT_EQ("_DB_DEVTYPE_CONNECTED_", topology);
-  EXPECT_EQ(ACTIONDB_ERROR_ACTIONNOTFOUND,
-            ActionDbInvokeContainer("", "IdentityGetGUID", container, 0, -1, -1, 0));
+  AskGuid(code);
+  EXPECT_EQ(ACTIONDB_ERROR_ACTIONNOTFOUND, code);
+}
+
+TEST(Identity, GuidThatBecomesAvailableLaterIsTold) {
+  const TemporaryFolder folder;
+  CapturedLog log(KorFrameworkLog());
+  KorMutex mutex;
+  KorCondition changed;
+  KorString told;
+  ActionDbRegisterAction(
+      "TakeGuid (string GUID)",
+      [&](KorContainer* container) {
+        const KorMutexLock lock(mutex);
+        container->GetString("GUID", told);
+        changed.NotifyAll();
+        return ACTIONDB_ERROR_SUCCESS;
+      },
+      &folder);
+  CallbackDbRegisterAction("IdentityCallbackGUIDAvailable", "TakeGuid (string GUID)", "", 0);
+  HostWorkerStart();
+  agent::Identity identity(folder.Path("later/identity.ini"), "", std::chrono::milliseconds(20));
+  uint32_t code = 99;
+  EXPECT_EQ("", AskGuid(code));
+  EXPECT_EQ(ACTIONDB_ERROR_SUCCESS, code);
+
+  mkdir(folder.Path("later").CStr(), 0700);
+
+  {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(8);
+    const KorMutexLock lock(mutex);
+    while (told.IsEmpty() && changed.WaitUntil(mutex, end)) {
+    }
+  }
+  HostWorkerStop();
+  CallbackDbDeleteAction("IdentityCallbackGUIDAvailable", "TakeGuid (string GUID)", "");
+  ActionDbDropModule(&folder);
+  EXPECT_EQ(36U, told.GetLength());
+  EXPECT_EQ(told, AskGuid(code));
+  const std::string once = "Without an identity no inventory is made";
+  EXPECT_EQ(log.Text().find(once), log.Text().rfind(once));
+  EXPECT_NE(std::string::npos, log.Text().find(once));
 }
 
 }  // namespace

@@ -1,0 +1,116 @@
+#include "agent/inbox.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "agent/plain_file.h"
+#include "kor/debug.h"
+#include "kor/file.h"
+
+namespace agent {
+namespace {
+
+constexpr std::string_view kSuffix = ".json";
+constexpr size_t kItemLimit = 16 * 1024 * 1024;
+constexpr const char* kDone = "done";
+constexpr const char* kRefused = "refused";
+
+}  // namespace
+
+Inbox::Inbox(const KorString& inboxFolder, InboundDispatcher& itemDispatcher,
+             std::chrono::seconds itemPatience)
+    : folder(inboxFolder), dispatcher(itemDispatcher), patience(itemPatience) {}
+
+Result<void> Inbox::Prepare() const {
+  for (const char* name : {kDone, kRefused}) {
+    const KorString path = folder + "/" + name;
+    if (!PathCreate(path)) return Failure{"the folder '" + path + "' cannot be created"};
+  }
+  return {};
+}
+
+std::vector<std::string> Inbox::Names() const {
+  std::vector<std::string> names;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folder.Str(), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (name.ends_with(kSuffix) && !name.starts_with('.')) names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool Inbox::Process() {
+  bool isMoreLater = false;
+  for (const std::string& name : Names()) {
+    const Step step = ProcessOne(name);
+    if (step == Step::kStop) return false;
+    isMoreLater = isMoreLater || step == Step::kLater;
+  }
+  return isMoreLater;
+}
+
+bool Inbox::IsFresh(const KorString& path) const {
+  struct stat status;
+  if (lstat(path.CStr(), &status) != 0) return false;
+  const time_t age = std::time(nullptr) - status.st_mtime;
+  return age >= 0 && age < patience.count();
+}
+
+Inbox::Step Inbox::ProcessOne(const std::string& name) {
+  const KorString path = folder + "/" + KorString(name);
+  const auto refuse = [&](const KorString& file, const KorString& reason) {
+    if (IsFresh(path)) return Step::kLater;
+    Finish(name, file, reason);
+    return Step::kDone;
+  };
+  const Result<std::string> text = ReadPlainFile(path, kItemLimit);
+  if (!text.IsOk()) return refuse(KorString(), text.Reason());
+  const Result<InboundItem> item = ParseInboundItem(text.Value());
+  if (!item.IsOk()) return refuse(KorString(), item.Reason());
+  const KorString& file = item.Value().file;
+  const KorString filePath = file.IsEmpty() ? KorString() : folder + "/" + file;
+  if (!file.IsEmpty()) {
+    const Result<PlainFile> opened = OpenPlainFile(filePath);
+    if (!opened.IsOk()) return refuse(KorString(), opened.Reason());
+  }
+  const InboundOutcome outcome = dispatcher.Dispatch(item.Value(), filePath);
+  if (outcome.verdict == InboundOutcome::Verdict::kInterrupted) return Step::kStop;
+  Finish(name, file, outcome.reason);
+  return Step::kDone;
+}
+
+void Inbox::Finish(const std::string& name, const KorString& file, const KorString& reason) {
+  const bool isTaken = reason.IsEmpty();
+  const char* target = isTaken ? kDone : kRefused;
+  if (isTaken) {
+    KorFrameworkLog().DetailWithNL("The inbox item '%s' was taken", name);
+  } else {
+    KorFrameworkLog().WarningWithNL("The inbox item '%s' was refused: %S; it is kept in '%S/%s'",
+                                    name, reason, folder, target);
+    const KorString stem(std::string_view(name).substr(0, name.size() - kSuffix.size()));
+    SaveFileFromString(folder + "/" + target + "/" + stem + ".reason.txt", reason + "\n");
+  }
+  // The description goes last: without it, an end in between would leave a file that nobody knows.
+  if (!file.IsEmpty()) MoveTo(target, file);
+  MoveTo(target, KorString(name));
+}
+
+void Inbox::MoveTo(const char* target, const KorString& name) const {
+  const KorString from = folder + "/" + name;
+  const KorString to = folder + "/" + target + "/" + name;
+  if (std::rename(from.CStr(), to.CStr()) == 0 || errno == ENOENT) return;
+  KorFrameworkLog().WarningWithNL("'%S' cannot be moved to '%S': %s", from, to,
+                                  std::strerror(errno));
+}
+
+}  // namespace agent

@@ -1,0 +1,47 @@
+// The inbox folder: what people and deployment tools put there for the modules.
+
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "agent/inbound_item.h"
+#include "agent/result.h"
+#include "kor/string.h"
+
+namespace agent {
+
+// NAME.json and the file that it names. When it has been dealt with, both go to done/, or to
+// refused/ with NAME.reason.txt. One thread at a time.
+class Inbox {
+ public:
+  // A description that cannot be used yet is given `patience` after its last change: it may be in
+  // the middle of being written, or its file may still come.
+  Inbox(const KorString& inboxFolder, InboundDispatcher& itemDispatcher,
+        std::chrono::seconds itemPatience = std::chrono::seconds(5));
+
+  // Creates the folders.
+  Result<void> Prepare() const;
+
+  // Deals with everything that is there, in the order of the names. True when something has to be
+  // looked at again after `patience`.
+  bool Process();
+
+  const KorString& Folder() const { return folder; }
+
+ private:
+  enum class Step { kDone, kLater, kStop };
+
+  std::vector<std::string> Names() const;
+  Step ProcessOne(const std::string& name);
+  bool IsFresh(const KorString& path) const;
+  void Finish(const std::string& name, const KorString& file, const KorString& reason);
+  void MoveTo(const char* target, const KorString& name) const;
+
+  const KorString folder;
+  InboundDispatcher& dispatcher;
+  const std::chrono::seconds patience;
+};
+
+}  // namespace agent
