@@ -1,4 +1,5 @@
-# How every target of the project is compiled and linked: kor_options, used PRIVATE.
+# How every target of the project is compiled and linked, used PRIVATE: kor_product for what is
+# shipped, kor_options for the rest.
 
 include(CheckPIESupported)
 check_pie_supported()
@@ -32,8 +33,13 @@ if(KOR_COVERAGE)
   target_link_options(kor_options INTERFACE --coverage)
 endif()
 
-if(KOR_LTO)
-  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+# What is shipped is optimised across its sources. The objects hold ordinary code too, so that test
+# programs that link some of them do not pay for it.
+add_library(kor_product INTERFACE)
+target_link_libraries(kor_product INTERFACE kor_options)
+if(KOR_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(kor_product INTERFACE -flto=auto -ffat-lto-objects)
+  target_link_options(kor_product INTERFACE -flto=auto)
 endif()
 
 find_program(KOR_CCACHE ccache)
