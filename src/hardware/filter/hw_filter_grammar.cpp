@@ -73,26 +73,26 @@ constexpr bool StandInOrder() {
 static_assert(StandInOrder());
 
 struct Attribute {
-  State state;
   std::string_view name;
+  State state;
   HwFilterText text;
 };
 
 constexpr Attribute kAttributes[] = {
-    {State::kRuleList, "maxpass", kTextMaxPass},
-    {State::kRule, "label", kTextLabel},
-    {State::kMatchName, "value", kTextMatchNameValue},
-    {State::kMatchName, "operator", kTextMatchNameOperator},
-    {State::kMatchName, "case", kTextMatchNameCase},
-    {State::kMatchValue, "value", kTextMatchValueValue},
-    {State::kMatchValue, "operator", kTextMatchValueOperator},
-    {State::kMatchValue, "case", kTextMatchValueCase},
-    {State::kModifyName, "value", kTextModifyNameValue},
-    {State::kModifyName, "match", kTextModifyNameMatch},
-    {State::kModifyName, "case", kTextModifyNameCase},
-    {State::kModifyValue, "value", kTextModifyValueValue},
-    {State::kModifyValue, "match", kTextModifyValueMatch},
-    {State::kModifyValue, "case", kTextModifyValueCase},
+    {"maxpass", State::kRuleList, kTextMaxPass},
+    {"label", State::kRule, kTextLabel},
+    {"value", State::kMatchName, kTextMatchNameValue},
+    {"operator", State::kMatchName, kTextMatchNameOperator},
+    {"case", State::kMatchName, kTextMatchNameCase},
+    {"value", State::kMatchValue, kTextMatchValueValue},
+    {"operator", State::kMatchValue, kTextMatchValueOperator},
+    {"case", State::kMatchValue, kTextMatchValueCase},
+    {"value", State::kModifyName, kTextModifyNameValue},
+    {"match", State::kModifyName, kTextModifyNameMatch},
+    {"case", State::kModifyName, kTextModifyNameCase},
+    {"value", State::kModifyValue, kTextModifyValueValue},
+    {"match", State::kModifyValue, kTextModifyValueMatch},
+    {"case", State::kModifyValue, kTextModifyValueCase},
 };
 
 }  // namespace
