@@ -218,6 +218,14 @@ TEST_F(UploadTest, WhatDidNotChangeIsNotSent) {
   EXPECT_EQ(hwConfig.GetLastInventorySent(true), 0u);
 }
 
+// Neither sum is known: that is not "the same as last time".
+TEST_F(UploadTest, UnreadableSumsAreNotEqual) {
+  MakeFolder(LastPath());
+  EXPECT_TRUE(ProcessUpload(document, true, false, false));
+  EXPECT_FALSE(log.Has("print: Not sending unchanged hardware inventory"));
+  EXPECT_EQ(neighbours.files.size(), 1u);
+}
+
 TEST_F(UploadTest, ForceSendsWhatDidNotChangeAsAWhole) {
   StoreLast("new");
   StoreSent("new");
