@@ -36,7 +36,7 @@ class FilterActions : public testing::Test {
     ObjInv document(nullptr);
     document.Ensure("Class")->Ensure("A", "String");
     document.Ensure("Class")->Ensure("0")->Ensure("A")->SetValue("1");
-    const KorString path = folder.Path("source.xml");
+    KorString path = folder.Path("source.xml");
     EXPECT_TRUE(document.Save(path));
     return path;
   }

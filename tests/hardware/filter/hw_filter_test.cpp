@@ -31,8 +31,8 @@ TEST(HwFilterModel, FreshFilterHoldsNothingAndRunsNoPass) {
 TEST(HwFilterModel, IndexAtTheCountGivesNull) {
   HwFilter filter;
   auto* wmiClass = new HwFilterWmiClass;
-  auto* rule = new HwFilterAttr;
   ASSERT_TRUE(filter.WmiClassAdd(wmiClass));
+  auto* rule = new HwFilterAttr;
   ASSERT_TRUE(filter.AttrAdd(rule));
   EXPECT_EQ(filter.WmiClassGet(0), wmiClass);
   EXPECT_EQ(filter.WmiClassGet(filter.WmiClassCount()), nullptr);
