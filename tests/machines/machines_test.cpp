@@ -42,6 +42,7 @@ std::string ReadFile(const std::filesystem::path& path) {
 int RunProgram(std::vector<std::string> arguments, const TemporaryFolder& folder) {
   arguments.insert(arguments.begin(), KOR_AGENT_PROGRAM);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& text : arguments) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t actions;

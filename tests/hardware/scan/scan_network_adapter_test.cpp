@@ -93,6 +93,15 @@ TEST_F(NetworkAdapterScan, RunsExactlyTheseCommandsInOrder) {
   EXPECT_EQ(machine.ran, (Names{kDhclient, kIfconfig, kRouteOfEth0, kPciOfEth0}));
 }
 
+TEST_F(NetworkAdapterScan, NameThatIsNotPlainIsQuotedForEachPlace) {
+  Scan("`a\\b` Link encap:Ethernet  HWaddr 00:1a\n  UP \n\n");
+
+  EXPECT_EQ(machine.ran[2],
+            R"sh(route | grep '`a\b`'$ | tr -s '[:blank:]' | cut -d ' ' -f2 | grep -v '*')sh");
+  EXPECT_EQ(machine.ran[3],
+            R"sh(lspci -s `file /sys/bus/pci/devices/*/net/'\`a\\b\`' | cut -d / -f6`)sh");
+}
+
 TEST_F(NetworkAdapterScan, LoopbackUsesTheFallbackTypeAndHasNoAddresses) {
   EXPECT_TRUE(Scan(kEth0 + "\n" + kLo + "\n"));
 
