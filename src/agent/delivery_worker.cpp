@@ -130,7 +130,7 @@ void DeliveryWorker::DeliverOne(const QueuedItem& item) {
   }
   if (!removed.IsOk()) return HoldUp(item, {DeliveryResult::Verdict::kRetry, removed.Reason()});
   backoff.Reset();
-  loggedFailure.Clear();
+  loggedFailure.Reset();
   SetFailure(KorString());
 }
 
@@ -139,8 +139,7 @@ void DeliveryWorker::HoldUp(const QueuedItem& item, const DeliveryResult& result
   nextAttempt = steady_clock::now() + wait;
   const auto seconds = static_cast<unsigned long>((wait.count() + 999) / 1000);
   // A server that is away for days must not fill the log.
-  if (loggedFailure != result.reason) {
-    loggedFailure = result.reason;
+  if (loggedFailure.IsNew(result.reason)) {
     KorFrameworkLog().DetailWithNL("The delivery %s has to wait %gu s: %S", item.id, seconds,
                                    result.reason);
   } else {

@@ -11,6 +11,7 @@
 
 #include "agent/backoff.h"
 #include "agent/delivery_queue.h"
+#include "agent/repeated_reason.h"
 #include "agent/transfer_windows.h"
 #include "agent/upstream.h"
 #include "agent/wakeup.h"
@@ -66,7 +67,7 @@ class DeliveryWorker {
   // Of the thread alone.
   Backoff backoff;
   Wakeup::Time nextAttempt;
-  KorString loggedFailure;
+  RepeatedReason loggedFailure;
 
   Wakeup wakeup;
   std::atomic<bool> stopping = false;

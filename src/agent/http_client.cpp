@@ -12,7 +12,8 @@
 namespace agent {
 namespace {
 
-constexpr int kWaitMilliseconds = 60'000;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 struct UrlCleanup {
   void operator()(CURLU* url) const { curl_url_cleanup(url); }
@@ -99,9 +100,6 @@ void SetUpConnection(CURL* transfer, const HttpSettings& settings) {
   curl_easy_setopt(transfer, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(transfer, CURLOPT_CONNECTTIMEOUT,
                    static_cast<long>(settings.connectLimit.count()));
-  curl_easy_setopt(transfer, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(transfer, CURLOPT_LOW_SPEED_TIME,
-                   static_cast<long>(settings.stallLimit.count()));
   curl_easy_setopt(transfer, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(transfer, CURLOPT_USERAGENT, "kor-agent");
   const auto setPath = [transfer](CURLoption option, const KorString& path) {
@@ -193,20 +191,46 @@ struct HttpClient::State {
   std::unique_ptr<CURLM, MultiCleanup> multi;
   std::unique_ptr<CURL, EasyCleanup> transfer;
 
-  // Not curl_easy_perform(), which notices an end that is asked for only once a second.
+  // How many bytes have gone either way.
+  curl_off_t Progress() const {
+    curl_off_t sent = 0;
+    curl_off_t received = 0;
+    long headers = 0;
+    curl_easy_getinfo(transfer.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    curl_easy_getinfo(transfer.get(), CURLINFO_SIZE_DOWNLOAD_T, &received);
+    curl_easy_getinfo(transfer.get(), CURLINFO_HEADER_SIZE, &headers);
+    return sent + received + headers;
+  }
+
+  // Not curl_easy_perform(), which notices an end that is asked for only once a second, and not
+  // libcurl's own limit of speed, which looks at an average of several seconds.
   CURLcode Perform() {
     curl_multi_add_handle(multi.get(), transfer.get());
-    CURLcode result = CURLE_ABORTED_BY_CALLBACK;
-    int running = 1;
-    while (!aborted && running > 0) {
-      if (curl_multi_perform(multi.get(), &running) != CURLM_OK) break;
-      if (running > 0) curl_multi_poll(multi.get(), nullptr, 0, kWaitMilliseconds, nullptr);
-    }
-    int left = 0;
-    const CURLMsg* message = curl_multi_info_read(multi.get(), &left);
-    if (message != nullptr && message->msg == CURLMSG_DONE) result = message->data.result;
+    const CURLcode result = RunTransfer();
     curl_multi_remove_handle(multi.get(), transfer.get());
     return result;
+  }
+
+  CURLcode RunTransfer() {
+    curl_off_t progress = -1;
+    auto stalledAt = steady_clock::now();
+    int running = 1;
+    while (!aborted) {
+      if (curl_multi_perform(multi.get(), &running) != CURLM_OK) return CURLE_FAILED_INIT;
+      if (running == 0) break;
+      const auto now = steady_clock::now();
+      if (Progress() != progress) {
+        progress = Progress();
+        stalledAt = now + settings.stallLimit;
+      }
+      if (now >= stalledAt) return CURLE_OPERATION_TIMEDOUT;
+      const auto left = std::chrono::ceil<milliseconds>(stalledAt - now);
+      curl_multi_poll(multi.get(), nullptr, 0, static_cast<int>(left.count()), nullptr);
+    }
+    int others = 0;
+    const CURLMsg* message = curl_multi_info_read(multi.get(), &others);
+    const bool isDone = message != nullptr && message->msg == CURLMSG_DONE;
+    return isDone ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
   }
 };
 

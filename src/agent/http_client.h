@@ -29,7 +29,8 @@ struct HttpSettings {
   KorString key;
   KorString caFile;  // instead of the system's
   std::chrono::seconds connectLimit{30};
-  std::chrono::seconds stallLimit{60};
+  // Longest time in which nothing moves in either direction.
+  std::chrono::milliseconds stallLimit = std::chrono::seconds(60);
 };
 
 struct HttpRequest {

@@ -66,15 +66,15 @@ void InboundWorker::Poll() {
   if (stopping) return;
   if (polled.IsOk()) {
     backoff.Reset();
-    loggedFailure.Clear();
+    loggedFailure.Reset();
     nextPoll = steady_clock::now() + options.pollInterval;
     return;
   }
   // No more often than when all is well, unless the interval is longer than any back-off.
   nextPoll = steady_clock::now() + std::min(backoff.Next(), milliseconds(options.pollInterval));
-  if (loggedFailure == polled.Reason()) return;
-  loggedFailure = polled.Reason();
-  KorFrameworkLog().DetailWithNL("The server's inbox: %S", polled.Reason());
+  if (loggedFailure.IsNew(polled.Reason())) {
+    KorFrameworkLog().DetailWithNL("The server's inbox: %S", polled.Reason());
+  }
 }
 
 }  // namespace agent

@@ -12,6 +12,7 @@
 #include "agent/inbound_item.h"
 #include "agent/inbox.h"
 #include "agent/inbox_poll.h"
+#include "agent/repeated_reason.h"
 #include "agent/upstream.h"
 #include "agent/wakeup.h"
 #include "kor/string.h"
@@ -51,7 +52,7 @@ class InboundWorker {
   InboxPoll poll;
   Backoff backoff;
   Wakeup::Time nextPoll;
-  KorString loggedFailure;
+  RepeatedReason loggedFailure;
   Wakeup wakeup;
   std::atomic<bool> stopping = false;
   std::thread thread;

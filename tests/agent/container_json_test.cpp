@@ -1,0 +1,60 @@
+#include "agent/container_json.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(ContainerJson, EveryTypeComesBackInOrder) {
+  KorContainer options;
+  options.SetString("Mode", "fast");
+  KorContainer container;
+  container.SetString("Zeta", "text \"quoted\"");
+  container.SetBool("Alpha", true);
+  container.SetInt32("Least", -2147483647 - 1);
+  container.SetContainer("Options", options);
+  container.SetString("Several", "a");
+  container.SetString("Several", "b", 1);
+
+  const std::string text = agent::ContainerToJsonText(container);
+  const agent::Result<KorContainer> back = agent::ContainerFromJsonText(text);
+
+  EXPECT_EQ(R"({"Zeta":"text \"quoted\"","Alpha":true,"Least":-2147483648,)"
+            R"("Options":{"Mode":"fast"},"Several":["a","b"]})",
+            text);
+  ASSERT_TRUE(back.IsOk()) << back.Reason().CStr();
+  EXPECT_EQ(container, back.Value());
+}
+
+TEST(ContainerJson, BytesThatAreNotUtf8AreReplaced) {
+  KorContainer container;
+  container.SetString("Name", "caf\xe9");
+  EXPECT_EQ("{\"Name\":\"caf\xef\xbf\xbd\"}", agent::ContainerToJsonText(container));
+}
+
+TEST(ContainerJson, ComplaintsNameTheKey) {
+  const auto reason = [](std::string_view text) {
+    const agent::Result<KorContainer> result = agent::ContainerFromJsonText(text);
+    return result.IsOk() ? std::string("none") : result.Reason().Str();
+  };
+  EXPECT_EQ("'A.B': numbers are whole numbers from -2147483648 to 2147483647",
+            reason(R"({"A":{"B":2147483648}})"));
+  EXPECT_EQ("'A': numbers are whole numbers from -2147483648 to 2147483647",
+            reason(R"({"A":18446744073709551615})"));
+  EXPECT_EQ("'A': numbers are whole numbers from -2147483648 to 2147483647",
+            reason(R"({"A":1.5})"));
+  EXPECT_EQ("'A': the values of a list must be of one type", reason(R"({"A":["x",true]})"));
+  EXPECT_EQ("'A': an empty list has no type; leave the key out", reason(R"({"A":[]})"));
+  EXPECT_EQ("'A': lists cannot be nested", reason(R"({"A":[["x"]]})"));
+  EXPECT_EQ("'A': null is no value", reason(R"({"A":null})"));
+  EXPECT_EQ("the text: an object is expected", reason("[]"));
+  EXPECT_EQ(0U, reason("{").find("it is not JSON: "));
+}
+
+TEST(ContainerJson, DeepNestingIsRefused) {
+  std::string text;
+  for (int depth = 0; depth < 100; ++depth) text += R"({"A":)";
+  text += "1" + std::string(100, '}');
+  EXPECT_FALSE(agent::ContainerFromJsonText(text).IsOk());
+}
+
+}  // namespace
