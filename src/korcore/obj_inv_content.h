@@ -36,7 +36,7 @@ std::unique_ptr<T> CopyOf(const T& element, ObjChange mark = ObjChange::kNone) {
 template <typename T>
 bool Append(ObjSetOf<T>& set, std::unique_ptr<T> element) {
   if (!set.Add(element.get())) return false;
-  element.release();
+  static_cast<void>(element.release());
   return true;
 }
 

@@ -40,7 +40,7 @@ class TemporaryFolder {
 
   // Creates or replaces a file in the folder and gives its path. What fails ends the test.
   KorString Write(std::string_view name, std::string_view content) const {
-    const KorString path = Path(name);
+    KorString path = Path(name);
     std::ofstream file(path.Str(), std::ios::binary | std::ios::trunc);
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     if (!file.flush()) throw std::runtime_error("cannot write " + path.Str());

@@ -116,7 +116,7 @@ class PlayedNeighbours {
   }
 
  private:
-  void Offer(const char* signature, std::function<uint32_t(KorContainer&)> answer) {
+  void Offer(const char* signature, const std::function<uint32_t(KorContainer&)>& answer) {
     ActionDbRegisterAction(
         signature,
         [this, answer](KorContainer* container) {
