@@ -1,7 +1,9 @@
 #include "agent/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <map>
+#include <algorithm>
+#include <string>
+#include <vector>
 
 #include "agent/exit_code.h"
 
@@ -13,14 +15,28 @@ constexpr const char* kExitCodes = R"(Exit status:
   1    the run failed, or the file has complaints; standard error says why
   2    the command line is wrong
   3    the home, the module, or a file named on the command line cannot be used
-  4    the run ended well, but the result or the recording could not be written
+  4    the run ended well, but the result or the recording could not be written, or the upload was
+       not accepted for delivery
   130  ended by SIGINT
   143  ended by SIGTERM
+)";
+
+constexpr const char* kDiffExitCodes = R"(Exit status:
+  0    the inventories are equal
+  1    they differ
+  2    the command line is wrong
+  3    the home or a file cannot be used
+  4    the result could not be written
+
+Without NEW it is the latest inventory; without OLD as well, OLD is the one last sent. Lines begin
+with + (added), - (removed), ~ (modified) or > (moved). Colours on a terminal only, and not with
+NO_COLOR in the environment.
 )";
 
 constexpr const char* kFooter = R"(Files of a home:
   config/HardwareInventory.ini   settings of the inventory module
   data/HardwareInventory/        the latest inventory, as XML and as an SQLite database
+  config/kor-agent.ini           settings of the agent itself
   data/kor-agent.log             the log
 
 The home is --home, else KOR_AGENT_HOME of the environment, else /var/lib/kor-agent for root and
@@ -38,6 +54,7 @@ void AddCommonOptions(CLI::App& app, CommonOptions& options) {
       ->type_name("FILE")
       ->expected(1);
   const auto setLevel = [&options](const std::string& name) {
+    options.isLogLevelGiven = true;
     if (KorLogLevelFromName(KorString(name), options.logLevel)) return;
     throw CLI::ValidationError("--log-level", "'" + name + "' is not a level");
   };
@@ -48,21 +65,44 @@ void AddCommonOptions(CLI::App& app, CommonOptions& options) {
       ->default_str("warning");
 }
 
+// The names are those of the enumeration's values in order, the default first.
+template <typename T>
+void AddFormat(CLI::App& command, T& format, const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) {
+    if (!list.empty()) list += &name == &names.back() ? " or " : ", ";
+    list += name;
+  }
+  const auto setFormat = [&format, names, list](const std::string& name) {
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end()) {
+      throw CLI::ValidationError("--format", "'" + name + "' is not " + list);
+    }
+    format = static_cast<T>(found - names.begin());
+  };
+  command.add_option_function<std::string>("--format", setFormat, list)
+      ->type_name("FORMAT")
+      ->default_str(names.front());
+}
+
+void AddUpload(CLI::App& command, InventoryOptions& options) {
+  CLI::Option* upload = command.add_flag("--upload", options.upload,
+                                         "Send the result to the server, or what changed in it");
+  command
+      .add_flag("--force", options.force,
+                "Upload even if nothing changed, or too early (UploadGap)")
+      ->needs(upload);
+  command
+      .add_flag("--bypass-windows", options.bypassWindows, "Deliver outside transfer windows too")
+      ->needs(upload);
+  command.add_flag("--whole", options.whole, "Upload the whole inventory, not what changed")
+      ->needs(upload);
+}
+
 CLI::App* AddInventory(CLI::App& app, InventoryOptions& options) {
   CLI::App* command = app.add_subcommand("inventory", "Examine this machine and print the result");
   command->footer(kExitCodes);
-  const auto setFormat = [&options](const std::string& name) {
-    static const std::map<std::string, Format> kFormats = {
-        {"table", Format::kTable}, {"json", Format::kJson}, {"xml", Format::kXml}};
-    const auto format = kFormats.find(name);
-    if (format == kFormats.end()) {
-      throw CLI::ValidationError("--format", "'" + name + "' is not table, json or xml");
-    }
-    options.format = format->second;
-  };
-  command->add_option_function<std::string>("--format", setFormat, "table, json or xml")
-      ->type_name("FORMAT")
-      ->default_str("table");
+  AddFormat(*command, options.format, {"table", "json", "xml"});
   command
       ->add_option("--translation-file", options.translationFile,
                    "Translation file for this run, a path or a URL")
@@ -79,6 +119,36 @@ CLI::App* AddInventory(CLI::App& app, InventoryOptions& options) {
                    "temporary home, so that the stored inventory stays this machine's")
       ->type_name("FILE")
       ->excludes(record);
+  AddUpload(*command, options);
+  return command;
+}
+
+CLI::App* AddShow(CLI::App& app, ShowOptions& options) {
+  CLI::App* command = app.add_subcommand("show", "Print a stored inventory");
+  command->footer(kExitCodes);
+  AddFormat(*command, options.format, {"table", "json", "xml"});
+  CLI::Option* sent =
+      command->add_flag("--sent", options.sent, "The inventory last sent, not the latest");
+  command->add_option("FILE", options.file, "An inventory file; without it, the latest inventory")
+      ->excludes(sent);
+  return command;
+}
+
+CLI::App* AddDiff(CLI::App& app, DiffOptions& options) {
+  CLI::App* command = app.add_subcommand("diff", "Print what changed between two inventories");
+  command->footer(kDiffExitCodes);
+  AddFormat(*command, options.format, {"text", "json"});
+  command->add_option("OLD", options.oldFile, "An inventory file");
+  command->add_option("NEW", options.newFile, "An inventory file");
+  return command;
+}
+
+CLI::App* AddQuery(CLI::App& app, QueryOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "query", "Ask the latest inventory, such as 'select * from \"Logical Disk\"'");
+  command->footer(kExitCodes);
+  AddFormat(*command, options.format, {"table", "json", "csv"});
+  command->add_option("SQL", options.sql, "One statement that only reads")->required();
   return command;
 }
 
@@ -93,21 +163,79 @@ CLI::App* AddFilterCheck(CLI::App& app, FilterCheckOptions& options) {
   return check;
 }
 
+CLI::App* AddRun(CLI::App& app, RunOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("run", "Serve until SIGTERM or SIGINT; SIGHUP reads the settings again");
+  command->footer(kExitCodes);
+  command
+      ->add_option("--replay", options.replayFile,
+                   "Examine the recorded machine instead of this one; without --home in a "
+                   "temporary home")
+      ->type_name("FILE");
+  return command;
+}
+
+CLI::App* AddStatus(CLI::App& app, StatusOptions& options) {
+  CLI::App* command = app.add_subcommand("status", "Print what the running agent does");
+  command->footer(kExitCodes);
+  command->add_flag("--json", options.json, "Print it as JSON");
+  return command;
+}
+
+CLI::App* AddActions(CLI::App& app, ActionsOptions& options) {
+  CLI::App* command = app.add_subcommand("actions", "Print the actions of the running agent");
+  command->footer(kExitCodes);
+  command->add_flag("--json", options.json, "Print them as JSON");
+  return command;
+}
+
+CLI::App* AddInvoke(CLI::App& app, InvokeOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("invoke", "Invoke an action of the running agent and print its result");
+  command->footer(kExitCodes);
+  command->add_option("ACTION", options.action, "The action's name")->required();
+  command->add_option("JSON", options.parameters, "Its parameters, a JSON object");
+  CLI::Option* local =
+      command->add_flag("--local", options.local, "In this process, without a running agent");
+  command
+      ->add_option("--replay", options.replayFile,
+                   "Examine the recorded machine instead of this one; without --home in a "
+                   "temporary home")
+      ->type_name("FILE")
+      ->needs(local);
+  return command;
+}
+
 }  // namespace
 
 std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App app("Hardware inventory agent for Linux", "kor-agent");
   CommandLine line;
   InventoryOptions inventoryOptions;
+  ShowOptions showOptions;
+  DiffOptions diffOptions;
+  QueryOptions queryOptions;
   FilterCheckOptions checkOptions;
+  RunOptions runOptions;
+  StatusOptions statusOptions;
+  ActionsOptions actionsOptions;
+  InvokeOptions invokeOptions;
   app.set_version_flag("--version", "kor-agent " KOR_AGENT_VERSION);
   app.require_subcommand(1);
   app.footer(std::string(kFooter) + kExitCodes);
   AddCommonOptions(app, line.common);
   CLI::App* inventory = AddInventory(app, inventoryOptions);
+  CLI::App* show = AddShow(app, showOptions);
+  CLI::App* diff = AddDiff(app, diffOptions);
+  CLI::App* query = AddQuery(app, queryOptions);
   CLI::App* check = AddFilterCheck(app, checkOptions);
-  inventory->fallthrough();
-  check->fallthrough();
+  CLI::App* run = AddRun(app, runOptions);
+  CLI::App* status = AddStatus(app, statusOptions);
+  CLI::App* actions = AddActions(app, actionsOptions);
+  CLI::App* invoke = AddInvoke(app, invokeOptions);
+  for (CLI::App* command : {inventory, show, diff, query, check, run, status, actions, invoke}) {
+    command->fallthrough();
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -115,6 +243,20 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   }
   if (check->parsed()) {
     line.command = checkOptions;
+  } else if (show->parsed()) {
+    line.command = showOptions;
+  } else if (diff->parsed()) {
+    line.command = diffOptions;
+  } else if (query->parsed()) {
+    line.command = queryOptions;
+  } else if (run->parsed()) {
+    line.command = runOptions;
+  } else if (status->parsed()) {
+    line.command = statusOptions;
+  } else if (actions->parsed()) {
+    line.command = actionsOptions;
+  } else if (invoke->parsed()) {
+    line.command = invokeOptions;
   } else {
     line.command = inventoryOptions;
   }

@@ -14,6 +14,7 @@ struct CommonOptions {
   std::string home;  // empty: the default
   std::vector<std::string> modules;
   KorLogLevel logLevel = KorLogLevel::kWarning;
+  bool isLogLevelGiven = false;
 };
 
 enum class Format { kTable, kJson, kXml };
@@ -24,15 +25,61 @@ struct InventoryOptions {
   std::string recordFile;       // empty: no recording
   bool redact = false;
   std::string replayFile;  // empty: the live machine
+  bool upload = false;
+  bool force = false;  // the rest goes with the upload
+  bool bypassWindows = false;
+  bool whole = false;
+};
+
+struct ShowOptions {
+  Format format = Format::kTable;
+  bool sent = false;
+  std::string file;  // empty: of the home
+};
+
+enum class DiffFormat { kText, kJson };
+
+struct DiffOptions {
+  DiffFormat format = DiffFormat::kText;
+  std::string oldFile;  // empty: the inventory last sent
+  std::string newFile;  // empty: the latest inventory
+};
+
+enum class QueryFormat { kTable, kJson, kCsv };
+
+struct QueryOptions {
+  QueryFormat format = QueryFormat::kTable;
+  std::string sql;
 };
 
 struct FilterCheckOptions {
   std::string file;
 };
 
+struct RunOptions {
+  std::string replayFile;  // empty: the live machine
+};
+
+struct StatusOptions {
+  bool json = false;
+};
+
+struct ActionsOptions {
+  bool json = false;
+};
+
+struct InvokeOptions {
+  std::string action;
+  std::string parameters;  // JSON; empty: none
+  bool local = false;
+  std::string replayFile;  // empty: the live machine
+};
+
 struct CommandLine {
   CommonOptions common;
-  std::variant<InventoryOptions, FilterCheckOptions> command;
+  std::variant<InventoryOptions, ShowOptions, DiffOptions, QueryOptions, FilterCheckOptions,
+               RunOptions, StatusOptions, ActionsOptions, InvokeOptions>
+      command;
 };
 
 // The command line, or the status to end with: it was wrong (said on standard error) or asked for

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <utility>
 
-#include "agent/settings.h"
 #include "kor/file.h"
 #include "korcore/agent_context.h"
 
@@ -22,10 +21,11 @@ Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
   const Result<Home> home = PrepareHome(options.home);
   if (!home.IsOk()) return Failure{home.Reason()};
   std::unique_ptr<Host> host(new Host(home.Value(), options.terminal));
-  Result<void> done = host->OpenLog();
+  Result<void> done = host->LockHome();
+  if (done.IsOk()) done = host->OpenLog();
   if (done.IsOk()) {
     host->AddNeighbours();
-    done = host->LoadModules(options.modules);
+    done = host->LoadModules(options.modules, options.skipFailedModules);
   }
   if (!done.IsOk()) return Failure{done.Reason()};
   return host;
@@ -45,6 +45,13 @@ Host::~Host() {
   KorAgentSetDebugContext(nullptr);
 }
 
+Result<void> Host::LockHome() {
+  Result<PidLock> taken = PidLock::Take(home.DataDir() + "kor-agent.pid");
+  if (!taken.IsOk()) return Failure{taken.Reason()};
+  lock.emplace(std::move(taken.Value()));
+  return {};
+}
+
 Result<void> Host::OpenLog() {
   KorString error;
   const KorString file = home.DataDir() + "kor-agent.log";
@@ -53,12 +60,12 @@ Result<void> Host::OpenLog() {
 }
 
 void Host::AddNeighbours() {
-  const Settings settings = ReadSettings(home);
+  settings = ReadSettings(home);
   identity = std::make_unique<Identity>(home.DataDir() + "identity.ini", settings.topology);
   neighbours = std::make_unique<Neighbours>(home, settings);
 }
 
-Result<void> Host::LoadModules(std::vector<KorString> paths) {
+Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
   if (paths.empty()) {
     const Result<KorString> path = DefaultModulePath();
     if (!path.IsOk()) return Failure{path.Reason()};
@@ -69,10 +76,29 @@ Result<void> Host::LoadModules(std::vector<KorString> paths) {
     const auto isLoaded = [&](const auto& module) { return module->Path() == complete; };
     if (std::any_of(modules.begin(), modules.end(), isLoaded)) continue;
     Result<std::unique_ptr<Module>> module = Module::Load(complete);
-    if (!module.IsOk()) return Failure{module.Reason()};
-    modules.push_back(std::move(module.Value()));
+    if (module.IsOk()) {
+      modules.push_back(std::move(module.Value()));
+    } else if (skipFailed) {
+      KorFrameworkLog().ErrorWithNL("%S", module.Reason());
+    } else {
+      return Failure{module.Reason()};
+    }
   }
+  if (modules.empty()) return Failure{"no module could be loaded"};
   return {};
+}
+
+void Host::ReloadSettings() {
+  settings = ReadSettings(home);
+  identity->Reload(settings.topology);
+  // Transfers end first, so that the modules are without their neighbours for a moment only.
+  neighbours->Stop();
+  neighbours.reset();
+  neighbours = std::make_unique<Neighbours>(home, settings);
+}
+
+void Host::Activate() {
+  for (const std::unique_ptr<Module>& module : modules) module->Activate();
 }
 
 void Host::CancelRuns() {

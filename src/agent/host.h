@@ -3,13 +3,16 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "agent/home.h"
 #include "agent/identity.h"
 #include "agent/module_host.h"
 #include "agent/neighbours.h"
+#include "agent/pid_lock.h"
 #include "agent/result.h"
+#include "agent/settings.h"
 #include "agent/terminal_log.h"
 #include "kor/log_dispatcher.h"
 #include "kor/string.h"
@@ -20,12 +23,15 @@ struct HostOptions {
   KorString home;
   std::vector<KorString> modules;  // the inventory module when empty
   TerminalLog::Options terminal;
+  // A module that cannot be loaded is reported as an error, and the others go on; without one that
+  // can be loaded it is a failure all the same.
+  bool skipFailedModules = false;
 };
 
 // One at a time: a process has one set of folders and one logging context.
 class Host {
  public:
-  // Prepares the home, opens the log and loads the modules.
+  // Prepares the home, which no other process may be using, opens the log and loads the modules.
   static Result<std::unique_ptr<Host>> Open(const HostOptions& options);
   ~Host();
   Host(const Host&) = delete;
@@ -37,6 +43,17 @@ class Host {
   // What carries things to the server; it delivers only when it is told to.
   Neighbours& Delivery() { return *neighbours; }
 
+  const std::vector<std::unique_ptr<Module>>& Modules() const { return modules; }
+
+  const Settings& GetSettings() const { return settings; }
+
+  // Reads the agent's settings again and makes the neighbours anew; what they have to deliver stays
+  // in their queues. Nobody may be using them.
+  void ReloadSettings();
+
+  // Gives the modules the command to begin their service.
+  void Activate();
+
   // Ends what the modules are running.
   void CancelRuns();
 
@@ -45,11 +62,14 @@ class Host {
 
   Result<void> OpenLog();
   void AddNeighbours();
-  Result<void> LoadModules(std::vector<KorString> paths);
+  Result<void> LockHome();
+  Result<void> LoadModules(std::vector<KorString> paths, bool skipFailed);
 
   Home home;
+  std::optional<PidLock> lock;
   KorLogDispatcher log;
   TerminalLog terminal;
+  Settings settings;
   std::unique_ptr<Identity> identity;
   std::unique_ptr<Neighbours> neighbours;
   std::vector<std::unique_ptr<Module>> modules;

@@ -60,14 +60,15 @@ Result<KorString> LoadOrMakeGuid(const KorString& file) {
   return MakeAndStoreGuid(file);
 }
 
-Identity::Identity(const KorString& guidFile, const KorString& topology,
+Identity::Identity(const KorString& guidFile, const KorString& deviceTopology,
                    std::chrono::milliseconds retryInterval)
-    : file(guidFile), interval(retryInterval) {
+    : file(guidFile), interval(retryInterval), topology(deviceTopology) {
   ActionDbRegisterAction(
       "IdentityGetGUID ()", [this](KorContainer* container) { return Answer(*container); }, this);
   ActionDbRegisterAction(
       "IdentityGetDeviceTopology ()",
-      [topology](KorContainer* container) {
+      [this](KorContainer* container) {
+        const KorMutexLock lock(mutex);
         container->Clear();
         container->SetString("Topology", topology);
         return ACTIONDB_ERROR_SUCCESS;
@@ -84,6 +85,13 @@ Identity::~Identity() {
   }
   if (retry.joinable()) retry.join();
   ActionDbDropModule(this);
+}
+
+void Identity::Reload(const KorString& newTopology) {
+  const KorMutexLock lock(mutex);
+  topology = newTopology;
+  retryNow = true;
+  changed.NotifyAll();
 }
 
 uint32_t Identity::Answer(KorContainer& container) {
@@ -111,9 +119,10 @@ void Identity::RetryUntilAvailable() {
   do {
     const auto next = std::chrono::steady_clock::now() + interval;
     const KorMutexLock lock(mutex);
-    while (!stopping && changed.WaitUntil(mutex, next)) {
+    while (!stopping && !retryNow && changed.WaitUntil(mutex, next)) {
     }
     if (stopping) return;
+    retryNow = false;
   } while (!Load());
   KorContainer event;
   {

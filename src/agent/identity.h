@@ -25,11 +25,14 @@ Result<KorString> LoadOrMakeGuid(const KorString& file);
 // become available, the event "IdentityCallbackGUIDAvailable" (key "GUID") is raised.
 class Identity {
  public:
-  Identity(const KorString& guidFile, const KorString& topology,
+  Identity(const KorString& guidFile, const KorString& deviceTopology,
            std::chrono::milliseconds retryInterval = std::chrono::minutes(1));
   ~Identity();
   Identity(const Identity&) = delete;
   Identity& operator=(const Identity&) = delete;
+
+  // From now on that is the topology; a GUID that is not there is tried again at once.
+  void Reload(const KorString& newTopology) KOR_EXCLUDES(mutex);
 
  private:
   uint32_t Answer(KorContainer& container) KOR_EXCLUDES(mutex);
@@ -41,6 +44,8 @@ class Identity {
   KorMutex mutex;
   KorCondition changed;
   KorString guid KOR_GUARDED_BY(mutex);
+  KorString topology KOR_GUARDED_BY(mutex);
+  bool retryNow KOR_GUARDED_BY(mutex) = false;
   KorString loggedReason KOR_GUARDED_BY(mutex);
   bool stopping KOR_GUARDED_BY(mutex) = false;
   std::thread retry;

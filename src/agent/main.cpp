@@ -3,9 +3,14 @@
 #include <variant>
 
 #include "agent/command_line.h"
+#include "agent/console_commands.h"
+#include "agent/diff_command.h"
 #include "agent/exit_code.h"
 #include "agent/filter_check_command.h"
 #include "agent/inventory_command.h"
+#include "agent/query_command.h"
+#include "agent/run_command.h"
+#include "agent/show_command.h"
 
 namespace {
 
@@ -15,8 +20,29 @@ struct Dispatch {
   int operator()(const agent::InventoryOptions& options) const {
     return agent::RunInventory(common, options);
   }
+  int operator()(const agent::ShowOptions& options) const {
+    return agent::RunShow(common, options);
+  }
+  int operator()(const agent::DiffOptions& options) const {
+    return agent::RunDiff(common, options);
+  }
+  int operator()(const agent::QueryOptions& options) const {
+    return agent::RunQuery(common, options);
+  }
   int operator()(const agent::FilterCheckOptions& options) const {
     return agent::RunFilterCheck(common, options);
+  }
+  int operator()(const agent::RunOptions& options) const {
+    return agent::RunService(common, options);
+  }
+  int operator()(const agent::StatusOptions& options) const {
+    return agent::RunStatus(common, options);
+  }
+  int operator()(const agent::ActionsOptions& options) const {
+    return agent::RunActions(common, options);
+  }
+  int operator()(const agent::InvokeOptions& options) const {
+    return agent::RunInvoke(common, options);
   }
 };
 

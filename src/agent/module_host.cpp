@@ -22,6 +22,7 @@ enum Command : uint32_t {
   kRegister = 1,
   kUnregister = 2,
   kInitialise = 3,
+  kActivate = 4,
   kCleanUp = 5,
   kVersion = 7,
 };
@@ -89,7 +90,7 @@ Result<std::unique_ptr<Module>> Module::Load(const KorString& givenPath) {
 
 Result<void> Module::Initialise() {
   entryPoint(kRegister, 0, reinterpret_cast<char*>(this));
-  LogVersion();
+  ReadVersion();
   const uint64_t result = entryPoint(kInitialise, 0, nullptr);
   if (result == kDone) return {};
   KorString reason;
@@ -97,10 +98,15 @@ Result<void> Module::Initialise() {
   return NotLoaded(path, reason);
 }
 
-void Module::LogVersion() const {
-  std::array<char, kTextBufferSize> version = {};
-  entryPoint(kVersion, 0, version.data());
-  KorFrameworkLog().DetailWithNL("Loaded the module '%S', version '%s'", path, version.data());
+void Module::ReadVersion() {
+  std::array<char, kTextBufferSize> text = {};
+  entryPoint(kVersion, 0, text.data());
+  version = text.data();
+  KorFrameworkLog().DetailWithNL("Loaded the module '%S', version '%S'", path, version);
+}
+
+void Module::Activate() {
+  entryPoint(kActivate, 0, nullptr);
 }
 
 void Module::Cancel() {

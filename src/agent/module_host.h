@@ -22,10 +22,14 @@ class Module {
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
 
+  // Begins its service: the first run and the timers.
+  void Activate();
+
   // Ends the module's run in progress, by force if it does not end in time.
   void Cancel();
 
   const KorString& Path() const { return path; }
+  const KorString& Version() const { return version; }
 
  private:
   using EntryPoint = uint64_t (*)(uint32_t command, uint64_t argument, char* buffer);
@@ -34,9 +38,10 @@ class Module {
       : path(modulePath), library(loadedLibrary), entryPoint(modulesEntryPoint) {}
 
   Result<void> Initialise();
-  void LogVersion() const;
+  void ReadVersion();
 
   KorString path;
+  KorString version;
   void* library;
   EntryPoint entryPoint;
 };
