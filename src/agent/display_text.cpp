@@ -116,6 +116,15 @@ std::string DisplayText(std::string_view bytes) {
   return text;
 }
 
+bool IsHarmlessText(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const CodePoint next = Decode(bytes);
+    if (next.length == 0 || !IsHarmless(next.value)) return false;
+    bytes.remove_prefix(next.length);
+  }
+  return true;
+}
+
 size_t DisplayWidth(const std::vector<Glyph>& glyphs) {
   size_t width = 0;
   for (const Glyph& glyph : glyphs) width += glyph.width;

@@ -23,6 +23,9 @@ std::vector<Glyph> DisplayGlyphs(std::string_view bytes);
 // The same as one string.
 std::string DisplayText(std::string_view bytes);
 
+// Whether the text is shown as it is, without escapes.
+bool IsHarmlessText(std::string_view bytes);
+
 size_t DisplayWidth(const std::vector<Glyph>& glyphs);
 
 }  // namespace agent

@@ -12,4 +12,7 @@ namespace agent {
 // order. Bytes that are not UTF-8 become U+FFFD. Ends with a line end.
 std::string DocumentToJson(const ObjInv& document);
 
+// One definition, as it stands in there.
+std::string DefinitionToJson(const ObjDefinition& definition);
+
 }  // namespace agent

@@ -1,6 +1,5 @@
 #include "agent/inventory_command.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,7 +18,9 @@
 #include "agent/machine_choice.h"
 #include "agent/output.h"
 #include "agent/stop_signal.h"
+#include "agent/stored_inventory.h"
 #include "agent/terminal_log.h"
+#include "agent/upload_step.h"
 #include "kor/container.h"
 #include "kor/file.h"
 #include "kor/ini_file.h"
@@ -36,8 +37,6 @@ using Clock = std::chrono::steady_clock;
 
 // How often a run in progress looks for a signal.
 constexpr uint32_t kSignalCheckMilliseconds = 100;
-
-constexpr const char* kInventoryFile = "HardwareInventory/HardwareInventoryLast.xml";
 
 // The scans of a run that failed; the run itself goes on without them.
 class FailedScans {
@@ -86,9 +85,20 @@ Result<void> Invoke(const KorString& action, KorContainer& container) {
   return failure;
 }
 
-// Whether the run ended well; false also when a signal ended it.
-Result<bool> RunOnce(Host& host) {
+KorContainer StartParameters(const InventoryOptions& options) {
   KorContainer container;
+  if (!options.upload) return container;
+  container.SetBool("UploadAfterUpdate", true);
+  container.SetBool("ForceUpload", options.force);
+  container.SetBool("BypassTransferWindows", options.bypassWindows);
+  // Without it the configuration decides.
+  if (options.whole) container.SetBool("DifferencialUpload", false);
+  return container;
+}
+
+// Whether the run ended well; false also when a signal ended it.
+Result<bool> RunOnce(Host& host, const InventoryOptions& options) {
+  KorContainer container = StartParameters(options);
   const Result<void> started = Invoke("HardwareStartInventory", container);
   if (!started.IsOk()) return Failure{started.Reason()};
   while (!KorThread::WaitUntilNoneRuns(kSignalCheckMilliseconds)) {
@@ -111,7 +121,11 @@ struct Inventory {
   std::string xml;  // as it is stored
 };
 
-Result<std::unique_ptr<Inventory>> ReadInventory(const KorString& file) {
+// What the run stored.
+Result<std::unique_ptr<Inventory>> ReadInventory(const Home& home) {
+  const Result<KorString> latest = LatestInventoryFile(home);
+  if (!latest.IsOk()) return Failure{latest.Reason()};
+  const KorString& file = latest.Value();
   auto inventory = std::make_unique<Inventory>();
   KorString error;
   if (!FileReadAll(file, inventory->xml, error)) {
@@ -121,16 +135,6 @@ Result<std::unique_ptr<Inventory>> ReadInventory(const KorString& file) {
     return Failure{KorString("the inventory '") + file + "' cannot be parsed"};
   }
   return inventory;
-}
-
-// A terminal's own width; for everything else a width that suits a page.
-TableLayout LayoutOfStandardOutput() {
-  TableLayout layout;
-  winsize size = {};
-  if (isatty(STDOUT_FILENO) == 0) return layout;
-  layout.wrap = true;
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) layout.width = size.ws_col;
-  return layout;
 }
 
 std::string Render(const Inventory& inventory, Format format) {
@@ -222,19 +226,49 @@ class InventoryRun {
   int RunAndPrint() {
     const Clock::time_point start = Clock::now();
     FailedScans failedScans(host->Log());
-    const Result<bool> endedWell = RunOnce(*host);
+    UploadWatch upload(*host);
+    const Result<bool> endedWell = RunOnce(*host, options);
     if (StopSignal::Received() != 0) return kExitSignalBase + StopSignal::Received();
     if (!endedWell.IsOk()) return End(kExitFailed, endedWell.Reason());
     if (!endedWell.Value()) return End(kExitFailed, "the inventory run failed");
-    const auto inventory = ReadInventory(host->GetHome().DataDir() + kInventoryFile);
+    const int printed = Print(start, failedScans);
+    const int uploaded = options.upload ? EndUpload(upload) : kExitOk;
+    if (StopSignal::Received() != 0) return kExitSignalBase + StopSignal::Received();
+    return printed == kExitOk ? uploaded : printed;
+  }
+
+  int Print(Clock::time_point start, FailedScans& failedScans) {
+    const auto inventory = ReadInventory(host->GetHome());
     if (!inventory.IsOk()) return End(kExitNotWritten, inventory.Reason());
     const Result<void> printed = WriteToStandardOutput(Render(*inventory.Value(), options.format));
     if (!printed.IsOk()) return End(kExitNotWritten, printed.Reason());
-    const bool wantsSummary = isatty(STDERR_FILENO) != 0 || common.logLevel <= KorLogLevel::kDetail;
-    if (wantsSummary) {
+    if (WantsSummary()) {
       PrintSummary(inventory.Value()->document, Clock::now() - start, failedScans.Names());
     }
     return kExitOk;
+  }
+
+  bool WantsSummary() const {
+    return isatty(STDERR_FILENO) != 0 || common.logLevel <= KorLogLevel::kDetail;
+  }
+
+  int EndUpload(UploadWatch& upload) {
+    int status = kExitOk;
+    switch (upload.Find()) {
+      case UploadWatch::Outcome::kAccepted:
+        break;
+      case UploadWatch::Outcome::kUnchanged:
+        if (WantsSummary()) Complain("nothing has changed since the last upload");
+        break;
+      case UploadWatch::Outcome::kTooEarly:
+        Complain("it is too early for the next upload (UploadGap); --force uploads now");
+        break;
+      case UploadWatch::Outcome::kNotAccepted:
+        status = End(kExitNotWritten, "the inventory was not accepted for delivery");
+        break;
+    }
+    DeliverForAWhile(*host);
+    return status;
   }
 
   const CommonOptions& common;
