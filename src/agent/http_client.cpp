@@ -46,6 +46,12 @@ bool IsThisMachine(const std::string& host) {
   return host == "localhost" || host == "[::1]";
 }
 
+bool StaysOnThisMachine(const std::string& text) {
+  const std::unique_ptr<CURLU, UrlCleanup> url(curl_url());
+  return curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) == CURLUE_OK &&
+         IsThisMachine(PartOf(url.get(), CURLUPART_HOST));
+}
+
 // What one request sends and receives.
 struct Exchange {
   const HttpRequest& request;
@@ -262,6 +268,8 @@ HttpAnswer HttpClient::Send(const HttpRequest& request) {
   SetUpConnection(transfer, state->settings);
   SetUpBody(transfer, request, exchange);
   curl_easy_setopt(transfer, CURLOPT_URL, request.url.c_str());
+  // The environment's proxy would carry plain http off this machine.
+  if (StaysOnThisMachine(request.url)) curl_easy_setopt(transfer, CURLOPT_PROXY, "");
   curl_easy_setopt(transfer, CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(transfer, CURLOPT_ERRORBUFFER, reason);
   const CURLcode result = state->Perform();
