@@ -1,24 +1,14 @@
 #include "hardware/actions/action_handlers.h"
 #include "hardware/inventory/neighbours.h"
+#include "hardware/inventory/translation_file.h"
 #include "kor/file.h"
 #include "korcore/action_db.h"
-#include "korcore/agent_context.h"
 
 namespace HardwareInventory {
 namespace {
 
 bool IsUrl(const KorString& name) {
   return name.Find("://", 0) >= 0;
-}
-
-// Only the directory part tells: a bare file name is relative, too.
-KorString MakeAbsolute(const KorString& name) {
-  KorString drive, directory, base, extension;
-  SplitPath(name, drive, directory, base, extension);
-  if (directory.StartsWith("/", true) || directory.StartsWith("\\", true)) return name;
-  KorString configDir;
-  KorAgentGetConfigDir(configDir);
-  return CompletePath(configDir + name);
 }
 
 uint32_t SendChecksum(const KorString& checksum) {
@@ -53,7 +43,7 @@ uint32_t ActionHandler_HardwareSendSyncInfo(KorContainer*) {
     // A success: a device that takes its file from a URL has nothing to synchronise.
     return ACTIONDB_ERROR_SUCCESS;
   }
-  return SendChecksum(FileMd5(MakeAbsolute(name)));
+  return SendChecksum(FileMd5(AbsoluteTranslationFile(name)));
 }
 
 }  // namespace HardwareInventory

@@ -1,6 +1,7 @@
 #include "hardware/filter/hardware_assignment.h"
 
 #include "hardware/actions/file_store_codes.h"
+#include "hardware/inventory/translation_file.h"
 #include "hardware/inventory/upload.h"
 #include "hardware/module/globals.h"
 #include "kor/file.h"
@@ -26,17 +27,7 @@ bool FindTarget(KorString& path) {
     debugInv.ErrorWithNL("Cannot assign translation file configured as URL '%S'", path);
     return false;
   }
-  KorString drive;
-  KorString directory;
-  KorString name;
-  KorString extension;
-  SplitPath(path, drive, directory, name, extension);
-  // Only the directory part is looked at: a bare file name is relative too.
-  if (!directory.StartsWith("/", true) && !directory.StartsWith("\\", true)) {
-    KorString configDir;
-    KorAgentGetConfigDir(configDir);
-    path = CompletePath(configDir + path);
-  }
+  path = AbsoluteTranslationFile(path);
   return true;
 }
 

@@ -8,19 +8,6 @@
 namespace HardwareInventory {
 namespace {
 
-// Only the folder part is looked at: a bare file name is relative, too.
-KorString MadeAbsolute(const KorString& name) {
-  KorString drive;
-  KorString directory;
-  KorString baseName;
-  KorString extension;
-  SplitPath(name, drive, directory, baseName, extension);
-  if (directory.StartsWith("/", true) || directory.StartsWith("\\", true)) return name;
-  KorString configDir;
-  KorAgentGetConfigDir(configDir);
-  return CompletePath(configDir + name);
-}
-
 bool Remove(const KorString& path) {
   if (FileDelete(path, 1)) return true;
   debugInv.ErrorWithNL("Failed to remove file '%S'", path);
@@ -44,7 +31,7 @@ bool CreateDefaultFile(const KorString& path) {
 // configured it.
 bool GetLocalFile(const KorString& name, KorString& path) KOR_REQUIRES(mutexInv) {
   const bool isDefault = name.IsEqualTo(kDefaultTranslationFile, true);
-  const KorString file = MadeAbsolute(name);
+  const KorString file = AbsoluteTranslationFile(name);
   if (FileGetSize(file) == 0) {
     if (!isDefault) {
       debugInv.WarningWithNL("Using empty translation file '%S'", file);
@@ -107,6 +94,18 @@ bool GetNetFile(const KorString& url, KorString& path) KOR_REQUIRES(mutexInv) {
 }
 
 }  // namespace
+
+KorString AbsoluteTranslationFile(const KorString& name) {
+  KorString drive;
+  KorString directory;
+  KorString baseName;
+  KorString extension;
+  SplitPath(name, drive, directory, baseName, extension);
+  if (directory.StartsWith("/", true) || directory.StartsWith("\\", true)) return name;
+  KorString configDir;
+  KorAgentGetConfigDir(configDir);
+  return CompletePath(configDir + name);
+}
 
 bool GetTranslationFile(KorString& path) {
   KorString name = hwConfig.GetTranslationFile(true);

@@ -13,4 +13,8 @@ namespace HardwareInventory {
 // none can be had.
 bool GetTranslationFile(KorString& path) KOR_EXCLUDES(mutexInv);
 
+// A configured path as an absolute one: relative to the configuration folder unless its folder part
+// begins with "/" or "\\". Only the folder part is looked at: a bare file name is relative, too.
+KorString AbsoluteTranslationFile(const KorString& name);
+
 }  // namespace HardwareInventory
