@@ -14,7 +14,8 @@ void SyncFolderOf(const KorString& path);
 
 // Writes into a temporary file, mode 0600, in the folder of the target; Commit() makes it durable
 // and renames it onto the target. Without a successful Commit the target stays as it was and
-// nothing is left behind. A target that is a link is replaced, not followed.
+// nothing is left behind. A target that is a link is replaced, not followed; a device, a pipe or a
+// socket is refused.
 class KorAtomicFile {
  public:
   explicit KorAtomicFile(const KorString& path);

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -121,6 +122,28 @@ TEST(AtomicFile, LongestNameWorksAndOneMoreByteFails) {
   EXPECT_FALSE(tooLong.Commit());
   EXPECT_TRUE(tooLong.Error().View().ends_with(": cannot replace: File name too long"));
   EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST(AtomicFile, PipeIsRefusedAndStays) {
+  const TemporaryFolder folder;
+  const KorString pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.CStr(), 0600), 0);
+  KorAtomicFile file(pipe);
+  file.Write("content");
+  EXPECT_FALSE(file.Commit());
+  EXPECT_EQ(file.Error().Str(), pipe.Str() + ": cannot replace: not a regular file");
+  EXPECT_TRUE(std::filesystem::is_fifo(pipe.Str()));
+  EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST(AtomicFile, LinkToADeviceIsRefusedAndStays) {
+  const TemporaryFolder folder;
+  const KorString link = folder.Path("link");
+  std::filesystem::create_symlink("/dev/null", link.Str());
+  KorAtomicFile file(link);
+  file.Write("content");
+  EXPECT_FALSE(file.Commit());
+  EXPECT_TRUE(std::filesystem::is_symlink(link.Str()));
 }
 
 TEST(AtomicFile, FolderInTheWayFailsAndLeavesNothing) {
