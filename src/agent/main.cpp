@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <variant>
@@ -8,6 +9,7 @@
 #include "agent/exit_code.h"
 #include "agent/filter_check_command.h"
 #include "agent/inventory_command.h"
+#include "agent/output.h"
 #include "agent/query_command.h"
 #include "agent/run_command.h"
 #include "agent/show_command.h"
@@ -50,6 +52,9 @@ struct Dispatch {
 
 int main(int argc, char** argv) {
   try {
+    agent::OccupyStandardDescriptors();
+    // Inherited from whoever started the program; ignored, it loses the statuses of the commands.
+    std::signal(SIGCHLD, SIG_DFL);
     const std::variant<agent::CommandLine, int> parsed = agent::ParseCommandLine(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     const auto& line = std::get<agent::CommandLine>(parsed);

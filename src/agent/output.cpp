@@ -1,10 +1,12 @@
 #include "agent/output.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 namespace agent {
 
@@ -25,6 +27,17 @@ Result<void> WriteToStandardOutput(std::string_view bytes) {
   signal(SIGPIPE, before);
   if (written.IsOk()) return written;
   return Failure{KorString("standard output cannot be written: ") + written.Reason()};
+}
+
+void OccupyStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) != -1) continue;
+    // The lowest free number is the one that is missing. Not writable where results go: nobody
+    // must take a result that nobody got for written.
+    const int flags = descriptor == STDOUT_FILENO ? O_RDONLY : O_RDWR;
+    if (open("/dev/null", flags) == descriptor) continue;
+    throw std::system_error(errno, std::generic_category(), "/dev/null cannot be opened");
+  }
 }
 
 }  // namespace agent

@@ -32,7 +32,10 @@ constexpr const char* kSmallFilter =
 // One run of the program, its output in files of the folder.
 class Program {
  public:
-  Program(const TemporaryFolder& outputFolder, const std::vector<std::string>& arguments)
+  enum class StandardOutput { kFile, kClosed };
+
+  Program(const TemporaryFolder& outputFolder, const std::vector<std::string>& arguments,
+          StandardOutput standardOutput = StandardOutput::kFile)
       : folder(outputFolder) {
     std::vector<std::string> texts = {KOR_AGENT_PROGRAM};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
@@ -43,6 +46,9 @@ class Program {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, folder.Path("stdout").CStr(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (standardOutput == StandardOutput::kClosed) {
+      posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
+    }
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, folder.Path("stderr").CStr(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (posix_spawn(&process, KOR_AGENT_PROGRAM, &actions, nullptr, pointers.data(), environ) !=
@@ -179,6 +185,18 @@ TEST_F(Cli, RecordedRunCanBePlayedBack) {
   EXPECT_EQ("", errors);
 }
 
+TEST_F(Cli, StatusesOfCommandsAreKnownThoughTheParentIgnoresItsChildren) {
+  const std::string recording = folder.Path("recording").Str();
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  Program program(folder, {"inventory", "--record", recording, "--home", folder.Path("home").Str(),
+                           "--module", KOR_MODULE_FILE});
+  signal(SIGCHLD, before);
+  EXPECT_EQ(0, program.Wait());
+  const std::string recorded = folder.Read("recording");
+  EXPECT_TRUE(Contains(recorded, "exit 0"));
+  EXPECT_FALSE(Contains(recorded, "status-lost"));
+}
+
 TEST_F(Cli, SuccessIsSilentInAPipe) {
   EXPECT_EQ(0, RunAtHome({"inventory"}));
   EXPECT_EQ("", errors);
@@ -255,6 +273,18 @@ TEST_F(Cli, ResultThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(4, program.Wait());
   EXPECT_TRUE(Contains(program.Errors(), "standard output cannot be written: No space left"))
       << program.Errors();
+}
+
+TEST_F(Cli, ResultForAClosedStandardOutputGoesNowhereElse) {
+  const KorString machine = folder.Write("empty.machine", kEmptyMachine);
+  Program program(folder,
+                  {"inventory", "--format", "json", "--replay", machine.Str(), "--home",
+                   folder.Path("home").Str(), "--module", KOR_MODULE_FILE},
+                  Program::StandardOutput::kClosed);
+  EXPECT_EQ(4, program.Wait());
+  EXPECT_TRUE(Contains(program.Errors(), "standard output cannot be written: Bad file descriptor"))
+      << program.Errors();
+  EXPECT_FALSE(Contains(folder.Read("home/data/kor-agent.log"), "\"classes\""));
 }
 
 // A run that lasts until it is cancelled.
