@@ -133,9 +133,12 @@ TEST_F(HttpsUpstreamTest, ServerOfAnUnknownAuthorityIsNotTrusted) {
 TEST_F(HttpsUpstreamTest, ServerOfAnotherNameIsNotTrusted) {
   const RunningServer server(folder);
   AddFile("content");
-  HttpsUpstream upstream(KorString("https://127.0.0.2:" + std::to_string(server.Port())),
+  // The certificate is for 127.0.0.1 only.
+  HttpsUpstream upstream(KorString("https://localhost:" + std::to_string(server.Port())),
                          Settings());
-  EXPECT_EQ(Verdict::kRetry, upstream.Deliver(*queue.Peek(false)).verdict);
+  const DeliveryResult result = upstream.Deliver(*queue.Peek(false));
+  EXPECT_EQ(Verdict::kRetry, result.verdict);
+  EXPECT_NE(-1, result.reason.Find("subject name", 0)) << result.reason.CStr();
   EXPECT_TRUE(Lines(folder, "requests.log").empty());
 }
 
@@ -165,7 +168,7 @@ TEST_F(HttpsUpstreamTest, EverythingArrivesOnceAndInOrderWhateverTheServerDoes) 
     port = unused.Port();
   }
   auto upstream = std::make_unique<HttpsUpstream>(
-      KorString("https://localhost:" + std::to_string(port)), Settings());
+      KorString("https://127.0.0.1:" + std::to_string(port)), Settings());
   DeliveryWorker worker(queue, std::move(upstream), {}, kFast);
   worker.Start();
   EXPECT_EQ(6U, worker.DrainFor(milliseconds(100)));
