@@ -52,7 +52,7 @@ void AddCommonOptions(CLI::App& app, CommonOptions& options) {
       });
   app.add_option("--module", options.modules, "Module to load instead of the inventory module")
       ->type_name("FILE")
-      ->expected(1);
+      ->allow_extra_args(false);
   const auto setLevel = [&options](const std::string& name) {
     options.isLogLevelGiven = true;
     if (KorLogLevelFromName(KorString(name), options.logLevel)) return;
