@@ -66,6 +66,80 @@ class ServiceDay : public testing::Test {
     std::filesystem::create_directory(folder.Path("home/data/identity.ini").Str());
   }
 
+  // The identity becomes available: the inventory of the day before is sent.
+  void GetIdentity(ServiceProcess& service) const {
+    std::filesystem::remove(folder.Path("home/data/identity.ini").Str());
+    service.Signal(SIGHUP);
+    EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 1));
+    EXPECT_TRUE(WaitUntil([&] { return service.Status()["lastUpload"].is_string(); }));
+    service.NextState();
+    EXPECT_EQ("READY=1", service.NextState());
+  }
+
+  void UploadByRun(ServiceProcess& service) const {
+    EXPECT_EQ(0U, service.Invoke("HardwareStartInventory",
+                                 R"({"UploadAfterUpdate":true,"ForceUpload":true})"));
+    EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 2));
+    EXPECT_TRUE(WaitUntil([&] { return service.Status()["lastRun"]["endedWell"] == true; }));
+    EXPECT_TRUE(service.Status()["run"].is_null());
+  }
+
+  // A run that does not upload, and the timer that sends what it found.
+  void UploadByTimer(ServiceProcess& service) const {
+    EXPECT_EQ(0U, service.Invoke("HardwareStartInventory"));
+    EXPECT_TRUE(
+        WaitUntil([&] { return Exists("home/data/HardwareInventory/HardwareInventoryLast.xml"); }));
+    EXPECT_TRUE(WaitUntil([&] { return service.Status()["run"].is_null(); }));
+    EXPECT_EQ(0U, service.Invoke("HardwareSetValues", R"({"Values":{"UploadInterval":1}})"));
+    EXPECT_EQ(1, service.Status()["timers"][0]["period"]);
+    EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 3));
+    EXPECT_TRUE(WaitUntil([&] {
+      return service.Log().find("The hardware inventory has not been processed") !=
+             std::string::npos;
+    }));
+    EXPECT_EQ(0U, service.Invoke("HardwareSetValues", R"({"Values":{"UploadInterval":86400}})"));
+    EXPECT_EQ(86400, service.Status()["timers"][0]["period"]);
+    EXPECT_EQ(0U, service.Invoke("HardwareGetValues"));
+    EXPECT_EQ(86400, service.LastContainer()["Values"]["UploadInterval"]);
+  }
+
+  void QueryAndReset(ServiceProcess& service) const {
+    EXPECT_EQ(0U, service.Invoke("HardwareInventoryQuery",
+                                 R"({"Query":"select Name from \"Computer System\""})"));
+    EXPECT_EQ(Json::parse(R"({"Values":"db01.plant.example"})"), service.LastContainer()["Rows"]);
+
+    EXPECT_EQ(0U, service.Invoke("HardwareInventoryInventoryReset"));
+    EXPECT_EQ(0U, service.Invoke("HardwareInventoryInventoryReset", R"({"FileType":"Upload"})"));
+    EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 4));
+  }
+
+  // A good one, and one that cannot be parsed, which an audit then meets.
+  void AssignTranslationFiles(ServiceProcess& service) const {
+    EXPECT_EQ(0U, service.Invoke("HardwareAssign",
+                                 R"({"AssignmentName":"10_good","AssignmentModule":)"
+                                 R"("HardwareInventory","AssignmentContent":"<HWINVCONFIG/>"})"));
+    EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveStatus", 1));
+    EXPECT_EQ(0U, service.Invoke("HardwareSynchronize"));
+    EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveSynchro", 1));
+    EXPECT_EQ(0U, service.Invoke("HardwareAuditNow"));
+    EXPECT_EQ(0U, service.Invoke("HardwareAssign",
+                                 R"({"AssignmentName":"11_broken","AssignmentModule":)"
+                                 R"("HardwareInventory","AssignmentContent":"<HWINVCONFIG>"})"));
+    EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveStatus", 2));
+    EXPECT_EQ(0U, service.Invoke("HardwareAuditNow"));
+    EXPECT_EQ(0U, service.Invoke("HardwareInventoryWithError"));
+    EXPECT_EQ(true, service.LastContainer()["WithError"]);
+  }
+
+  // One of another module, and by way of the inbox a reset.
+  void ReceiveFiles(ServiceProcess& service) const {
+    EXPECT_EQ(44004U, service.Invoke("HardwareReceiveFile", R"({"FileType":"Another"})"));
+    folder.Write("home/data/inbox/reset.xml", "<container/>");
+    folder.Write("home/data/inbox/reset.json",
+                 R"({"FileType":"HardwareInventoryReset","File":"reset.xml"})");
+    EXPECT_TRUE(WaitUntil([&] { return Exists("home/data/inbox/done/reset.json"); }));
+  }
+
   // Messages of the level print and above, but for the scans, without times and with the home's
   // name cut short. A message that is repeated at once counts once.
   std::vector<std::string> Messages() const {
@@ -84,6 +158,34 @@ class ServiceDay : public testing::Test {
   const TemporaryFolder folder;
 };
 
+const std::vector<std::string> kMessagesOfTheDay = {
+    "error Kor: Without an identity no inventory is made: the device's identity in "
+    "'HOME/data/identity.ini' cannot be read: Is a directory",
+    "print Kor: The agent serves the home 'HOME'",
+    "print HardwareInventory: No diff will be sent as there is no last sent inventory",
+    "print Kor: The agent's settings have been read again",
+    "print HardwareInventory: Inventory has been requested",
+    "print HardwareInventory: Inventory will be started",
+    "print HardwareInventory: Inventory starting",
+    "print HardwareInventory: Inventory has been requested",
+    "print HardwareInventory: Inventory will be started",
+    "print HardwareInventory: Inventory starting",
+    "print HardwareInventory: The hardware inventory has not been processed",
+    "print HardwareInventory: Reset received, inventory is not requested",
+    "print HardwareInventory: Reset received, inventory is requested",
+    "print HardwareInventory: Inventory will be started",
+    "print HardwareInventory: Inventory starting",
+    "print HardwareInventory: Sending status '_STATUS_ASSIGNOK_' for entry '10'",
+    "print HardwareInventory: Sending status '_STATUS_ASSIGNOK_' for entry '11'",
+    "error Kor: HOME/data/HardwareInventory/hwinvcfg.xml: line 1: no element found",
+    "error HardwareInventory: Failed to load filter "
+    "'HOME/data/HardwareInventory/hwinvcfg.xml'",
+    "error HardwareInventory: Failed to load the inventory filter",
+    "print HardwareInventory: Received file of type 'HardwareInventoryReset'",
+    "print HardwareInventory: Reset received, inventory is not requested",
+    "print Kor: The agent ends (signal 15)",
+};
+
 TEST_F(ServiceDay, GoesAsItShould) {
   MakeFirstInventory();
   TakeIdentityAway();
@@ -91,100 +193,18 @@ TEST_F(ServiceDay, GoesAsItShould) {
   ASSERT_EQ("READY=1", service.NextState());
   EXPECT_TRUE(service.Status()["lastUpload"].is_null());
 
-  // The identity becomes available: the inventory of the day before is sent.
-  std::filesystem::remove(folder.Path("home/data/identity.ini").Str());
-  service.Signal(SIGHUP);
-  EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 1));
-  EXPECT_TRUE(WaitUntil([&] { return service.Status()["lastUpload"].is_string(); }));
-  service.NextState();
-  EXPECT_EQ("READY=1", service.NextState());
-
-  // A run that uploads.
-  EXPECT_EQ(0U, service.Invoke("HardwareStartInventory",
-                               R"({"UploadAfterUpdate":true,"ForceUpload":true})"));
-  EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 2));
-  EXPECT_TRUE(WaitUntil([&] { return service.Status()["lastRun"]["endedWell"] == true; }));
-  EXPECT_TRUE(service.Status()["run"].is_null());
-
-  // A run that does not, and the timer that sends what it found.
-  EXPECT_EQ(0U, service.Invoke("HardwareStartInventory"));
-  EXPECT_TRUE(
-      WaitUntil([&] { return Exists("home/data/HardwareInventory/HardwareInventoryLast.xml"); }));
-  EXPECT_TRUE(WaitUntil([&] { return service.Status()["run"].is_null(); }));
-  EXPECT_EQ(0U, service.Invoke("HardwareSetValues", R"({"Values":{"UploadInterval":1}})"));
-  EXPECT_EQ(1, service.Status()["timers"][0]["period"]);
-  EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 3));
-  EXPECT_TRUE(WaitUntil([&] {
-    return service.Log().find("The hardware inventory has not been processed") != std::string::npos;
-  }));
-  EXPECT_EQ(0U, service.Invoke("HardwareSetValues", R"({"Values":{"UploadInterval":86400}})"));
-  EXPECT_EQ(86400, service.Status()["timers"][0]["period"]);
-  EXPECT_EQ(0U, service.Invoke("HardwareGetValues"));
-  EXPECT_EQ(86400, service.LastContainer()["Values"]["UploadInterval"]);
-
-  EXPECT_EQ(0U, service.Invoke("HardwareInventoryQuery",
-                               R"({"Query":"select Name from \"Computer System\""})"));
-  EXPECT_EQ(Json::parse(R"({"Values":"db01.plant.example"})"), service.LastContainer()["Rows"]);
-
-  EXPECT_EQ(0U, service.Invoke("HardwareInventoryInventoryReset"));
-  EXPECT_EQ(0U, service.Invoke("HardwareInventoryInventoryReset", R"({"FileType":"Upload"})"));
-  EXPECT_TRUE(WaitForDelivered("HardwareInventory2", 4));
-
-  // Translation files: a good one, and one that cannot be parsed, which an audit then meets.
-  EXPECT_EQ(0U, service.Invoke("HardwareAssign",
-                               R"({"AssignmentName":"10_good","AssignmentModule":)"
-                               R"("HardwareInventory","AssignmentContent":"<HWINVCONFIG/>"})"));
-  EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveStatus", 1));
-  EXPECT_EQ(0U, service.Invoke("HardwareSynchronize"));
-  EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveSynchro", 1));
-  EXPECT_EQ(0U, service.Invoke("HardwareAuditNow"));
-  EXPECT_EQ(0U, service.Invoke("HardwareAssign",
-                               R"({"AssignmentName":"11_broken","AssignmentModule":)"
-                               R"("HardwareInventory","AssignmentContent":"<HWINVCONFIG>"})"));
-  EXPECT_TRUE(WaitForDelivered("K42DbHardwareGiveStatus", 2));
-  EXPECT_EQ(0U, service.Invoke("HardwareAuditNow"));
-  EXPECT_EQ(0U, service.Invoke("HardwareInventoryWithError"));
-  EXPECT_EQ(true, service.LastContainer()["WithError"]);
-
-  // Received files: one of another module, and by way of the inbox a reset.
-  EXPECT_EQ(44004U, service.Invoke("HardwareReceiveFile", R"({"FileType":"Another"})"));
-  folder.Write("home/data/inbox/reset.xml", "<container/>");
-  folder.Write("home/data/inbox/reset.json",
-               R"({"FileType":"HardwareInventoryReset","File":"reset.xml"})");
-  EXPECT_TRUE(WaitUntil([&] { return Exists("home/data/inbox/done/reset.json"); }));
+  GetIdentity(service);
+  UploadByRun(service);
+  UploadByTimer(service);
+  QueryAndReset(service);
+  AssignTranslationFiles(service);
+  ReceiveFiles(service);
   EXPECT_EQ(0, service.Stop());
-
-  const std::vector<std::string> expected = {
-      "error Kor: Without an identity no inventory is made: the device's identity in "
-      "'HOME/data/identity.ini' cannot be read: Is a directory",
-      "print Kor: The agent serves the home 'HOME'",
-      "print HardwareInventory: No diff will be sent as there is no last sent inventory",
-      "print Kor: The agent's settings have been read again",
-      "print HardwareInventory: Inventory has been requested",
-      "print HardwareInventory: Inventory will be started",
-      "print HardwareInventory: Inventory starting",
-      "print HardwareInventory: Inventory has been requested",
-      "print HardwareInventory: Inventory will be started",
-      "print HardwareInventory: Inventory starting",
-      "print HardwareInventory: The hardware inventory has not been processed",
-      "print HardwareInventory: Reset received, inventory is not requested",
-      "print HardwareInventory: Reset received, inventory is requested",
-      "print HardwareInventory: Inventory will be started",
-      "print HardwareInventory: Inventory starting",
-      "print HardwareInventory: Sending status '_STATUS_ASSIGNOK_' for entry '10'",
-      "print HardwareInventory: Sending status '_STATUS_ASSIGNOK_' for entry '11'",
-      "error Kor: HOME/data/HardwareInventory/hwinvcfg.xml: line 1: no element found",
-      "error HardwareInventory: Failed to load filter "
-      "'HOME/data/HardwareInventory/hwinvcfg.xml'",
-      "error HardwareInventory: Failed to load the inventory filter",
-      "print HardwareInventory: Received file of type 'HardwareInventoryReset'",
-      "print HardwareInventory: Reset received, inventory is not requested",
-      "print Kor: The agent ends (signal 15)",
-  };
   std::vector<std::string> messages = Messages();
   // The upload of the callback and the end of the reloading don't wait for each other.
-  if (messages.size() > 3 && messages[2] == expected[3]) std::swap(messages[2], messages[3]);
-  EXPECT_EQ(expected, messages);
+  if (messages.size() > 3 && messages[2] == kMessagesOfTheDay[3])
+    std::swap(messages[2], messages[3]);
+  EXPECT_EQ(kMessagesOfTheDay, messages);
 }
 
 TEST_F(ServiceDay, NothingThatItStoresCanBeReadByOthers) {
