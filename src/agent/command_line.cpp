@@ -152,15 +152,29 @@ CLI::App* AddQuery(CLI::App& app, QueryOptions& options) {
   return command;
 }
 
-CLI::App* AddFilterCheck(CLI::App& app, FilterCheckOptions& options) {
+CLI::App* AddFilter(CLI::App& app) {
   CLI::App* filter = app.add_subcommand("filter", "Work on translation files");
   filter->require_subcommand(1);
   filter->fallthrough();
+  return filter;
+}
+
+CLI::App* AddFilterCheck(CLI::App& filter, FilterCheckOptions& options) {
   CLI::App* check =
-      filter->add_subcommand("check", "Print every complaint about a translation file");
+      filter.add_subcommand("check", "Print every complaint about a translation file");
   check->footer(kExitCodes);
   check->add_option("FILE", options.file, "The translation file")->required();
   return check;
+}
+
+CLI::App* AddFilterApply(CLI::App& filter, FilterApplyOptions& options) {
+  CLI::App* apply =
+      filter.add_subcommand("apply", "Run the rules of a translation file over a saved inventory");
+  apply->footer(kExitCodes);
+  apply->add_option("FILE", options.file, "The translation file")->required();
+  apply->add_option("SRC", options.source, "The saved inventory")->required();
+  apply->add_option("DST", options.destination, "Where the result is saved")->required();
+  return apply;
 }
 
 CLI::App* AddRun(CLI::App& app, RunOptions& options) {
@@ -216,6 +230,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   DiffOptions diffOptions;
   QueryOptions queryOptions;
   FilterCheckOptions checkOptions;
+  FilterApplyOptions applyOptions;
   RunOptions runOptions;
   StatusOptions statusOptions;
   ActionsOptions actionsOptions;
@@ -228,12 +243,15 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* show = AddShow(app, showOptions);
   CLI::App* diff = AddDiff(app, diffOptions);
   CLI::App* query = AddQuery(app, queryOptions);
-  CLI::App* check = AddFilterCheck(app, checkOptions);
+  CLI::App* filter = AddFilter(app);
+  CLI::App* check = AddFilterCheck(*filter, checkOptions);
+  CLI::App* apply = AddFilterApply(*filter, applyOptions);
   CLI::App* run = AddRun(app, runOptions);
   CLI::App* status = AddStatus(app, statusOptions);
   CLI::App* actions = AddActions(app, actionsOptions);
   CLI::App* invoke = AddInvoke(app, invokeOptions);
-  for (CLI::App* command : {inventory, show, diff, query, check, run, status, actions, invoke}) {
+  for (CLI::App* command :
+       {inventory, show, diff, query, check, apply, run, status, actions, invoke}) {
     command->fallthrough();
   }
   try {
@@ -243,6 +261,8 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   }
   if (check->parsed()) {
     line.command = checkOptions;
+  } else if (apply->parsed()) {
+    line.command = applyOptions;
   } else if (show->parsed()) {
     line.command = showOptions;
   } else if (diff->parsed()) {

@@ -56,6 +56,12 @@ struct FilterCheckOptions {
   std::string file;
 };
 
+struct FilterApplyOptions {
+  std::string file;
+  std::string source;
+  std::string destination;
+};
+
 struct RunOptions {
   std::string replayFile;  // empty: the live machine
 };
@@ -78,7 +84,7 @@ struct InvokeOptions {
 struct CommandLine {
   CommonOptions common;
   std::variant<InventoryOptions, ShowOptions, DiffOptions, QueryOptions, FilterCheckOptions,
-               RunOptions, StatusOptions, ActionsOptions, InvokeOptions>
+               FilterApplyOptions, RunOptions, StatusOptions, ActionsOptions, InvokeOptions>
       command;
 };
 

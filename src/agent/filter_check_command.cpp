@@ -1,22 +1,14 @@
 #include "agent/filter_check_command.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
 #include <string>
-#include <vector>
+#include <variant>
 
 #include "agent/display_text.h"
 #include "agent/exit_code.h"
-#include "agent/home.h"
-#include "agent/host.h"
+#include "agent/filter_host.h"
 #include "agent/output.h"
-#include "agent/stop_signal.h"
 #include "agent/terminal_log.h"
 #include "kor/container.h"
-#include "kor/file.h"
-#include "kor/ini_file.h"
 #include "kor/mutex.h"
 #include "kor/regex.h"
 #include "korcore/action_db.h"
@@ -86,35 +78,12 @@ class Findings {
   size_t notes KOR_GUARDED_BY(mutex) = 0;
 };
 
-// Also keeps away what would be read without an end.
-Result<void> CheckReadable(const KorString& file) {
-  struct stat status;
-  if (stat(file.CStr(), &status) != 0) return Failure{std::strerror(errno)};
-  if (!S_ISREG(status.st_mode)) return Failure{"it is not a file"};
-  if (status.st_size == 0) return Failure{"it is empty"};
-  std::string content;
-  KorString error;
-  if (!FileReadAll(file, content, error)) return Failure{error};
-  return {};
-}
-
-// The module's own home is left alone: reading a filter may create files.
-Result<std::unique_ptr<Host>> OpenHost(const CommonOptions& common, const TemporaryHome& home) {
-  HostOptions options;
-  options.home = home.Path();
-  for (const std::string& module : common.modules) options.modules.emplace_back(module);
-  options.terminal.level = common.logLevel;
-  options.terminal.hideFindings = true;
-  return Host::Open(options);
-}
-
-int Check(Host& host, const KorString& file) {
+int Check(FilterHost& host, const KorString& file) {
   Findings findings(file);
   const int listener = host.Log().AddListener(
       KorLogLevel::kTrace, [&findings](const KorLogRecord& record) { findings.Take(record); });
   KorContainer container;
-  const uint32_t result =
-      ActionDbInvokeContainer("", "HardwareInventoryGetWmiFilter", container, 0, -1, -1, 0);
+  const uint32_t result = FilterHost::Invoke("HardwareInventoryGetWmiFilter", container);
   host.Log().RemoveListener(listener);
   if (result == ACTIONDB_ERROR_ACTIONNOTFOUND) {
     Complain("no module offers the action 'HardwareInventoryGetWmiFilter'");
@@ -132,26 +101,12 @@ int Check(Host& host, const KorString& file) {
 
 int RunFilterCheck(const CommonOptions& common, const FilterCheckOptions& options) {
   const KorString file(options.file);
-  const Result<void> readable = CheckReadable(file);
-  if (!readable.IsOk()) {
-    Complain(file + ": " + readable.Reason());
-    return kExitFailed;
+  const auto opened = FilterHost::Open(common, file, true);
+  if (const auto* failed = std::get_if<FilterHost::Failed>(&opened)) {
+    Complain(failed->reason);
+    return failed->status;
   }
-  // So that the temporary home is removed in any case.
-  const StopSignal stop;
-  const Result<TemporaryHome> home = TemporaryHome::Create();
-  if (!home.IsOk()) {
-    Complain(home.Reason());
-    return kExitNotStarted;
-  }
-  IniFile::Override("HardwareInventory", "TranslationFile", CompletePath(file));
-  const Result<std::unique_ptr<Host>> host = OpenHost(common, home.Value());
-  if (!host.IsOk()) {
-    Complain(host.Reason());
-    return kExitNotStarted;
-  }
-  const int result = Check(*host.Value(), file);
-  return StopSignal::Received() == 0 ? result : kExitSignalBase + StopSignal::Received();
+  return FilterHost::Ended(Check(*std::get<0>(opened), file));
 }
 
 }  // namespace agent

@@ -7,6 +7,7 @@
 #include "agent/console_commands.h"
 #include "agent/diff_command.h"
 #include "agent/exit_code.h"
+#include "agent/filter_apply_command.h"
 #include "agent/filter_check_command.h"
 #include "agent/inventory_command.h"
 #include "agent/output.h"
@@ -33,6 +34,9 @@ struct Dispatch {
   }
   int operator()(const agent::FilterCheckOptions& options) const {
     return agent::RunFilterCheck(common, options);
+  }
+  int operator()(const agent::FilterApplyOptions& options) const {
+    return agent::RunFilterApply(common, options);
   }
   int operator()(const agent::RunOptions& options) const {
     return agent::RunService(common, options);

@@ -1,0 +1,79 @@
+// kor-agent filter apply, as a user starts it.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "korcore/obj_inv.h"
+#include "support/program_run.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+class FilterApply : public testing::Test {
+ protected:
+  FilterApply() {
+    ObjInv document(nullptr);
+    document.SetName("HWINVENTORY");
+    document.Ensure("Disk")->Ensure("Size", "Integer");
+    document.Ensure("Disk")->Ensure("Model", "String");
+    ObjInst* disk = document.Ensure("Disk")->Ensure("sda");
+    disk->Ensure("Size")->SetValue("500");
+    disk->Ensure("Model")->SetValue("To Be Filled By O.E.M.");
+    EXPECT_TRUE(document.Save(source));
+  }
+
+  ProgramRun Apply(const KorString& with, const KorString& from, const KorString& to) const {
+    return ProgramRun::Of(
+        folder, {"filter", "apply", with.Str(), from.Str(), to.Str(), "--module", KOR_MODULE_FILE});
+  }
+
+  const TemporaryFolder folder;
+  const KorString source = folder.Path("source.xml");
+  const KorString destination = folder.Path("destination.xml");
+  const KorString rules = folder.Write("rules.xml", R"(<HWINVCONFIG><TRANSLATEHWLIST maxpass="1">
+      <TRANSLATEHW label="placeholders"><MATCHHW><ATTRVALUE>To Be Filled*</ATTRVALUE></MATCHHW>
+      <ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE></ATTRVALUE></MODIFYHW></TRANSLATEHW>
+      </TRANSLATEHWLIST></HWINVCONFIG>)");
+};
+
+TEST_F(FilterApply, WritesTheRewrittenInventory) {
+  const ProgramRun run = Apply(rules, source, destination);
+
+  EXPECT_EQ(0, run.status) << run.errors;
+  EXPECT_EQ("", run.output);
+  EXPECT_EQ("", run.errors);
+  ObjInv result(nullptr);
+  ASSERT_TRUE(result.Parse(destination, nullptr));
+  const ObjInst* disk = result.Objects().Get("Disk")->Instances().Get("sda");
+  EXPECT_EQ("", disk->Attributes().Get("Model")->GetValue());
+  EXPECT_EQ("500", disk->Attributes().Get("Size")->GetValue());
+}
+
+TEST_F(FilterApply, SourceThatIsTheDestinationIsLeftAlone) {
+  const std::string before = folder.Read("source.xml");
+
+  const ProgramRun run = Apply(rules, source, source);
+
+  EXPECT_EQ(1, run.status);
+  EXPECT_EQ(before, folder.Read("source.xml"));
+  EXPECT_NE(std::string::npos, run.errors.find("name another destination")) << run.errors;
+}
+
+TEST_F(FilterApply, MissingSourceIsNamed) {
+  const ProgramRun run = Apply(rules, folder.Path("nowhere.xml"), destination);
+
+  EXPECT_EQ(1, run.status);
+  EXPECT_NE(std::string::npos, run.errors.find("nowhere.xml")) << run.errors;
+}
+
+TEST_F(FilterApply, MissingRulesAreNamed) {
+  const ProgramRun run = Apply(folder.Path("norules.xml"), source, destination);
+
+  EXPECT_EQ(1, run.status);
+  EXPECT_NE(std::string::npos, run.errors.find("norules.xml: No such file or directory"))
+      << run.errors;
+}
+
+}  // namespace
