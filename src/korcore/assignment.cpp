@@ -2,11 +2,16 @@
 
 #include "kor/file.h"
 #include "kor/ini_file.h"
+#include "kor/mutex.h"
 #include "korcore/agent_context.h"
 
 const KorString KorAssignment::strFILETYPE = "Assignment";
 
 namespace {
+
+// What is remembered is read, acted upon and written again without another assignment in between.
+// Held around the locks of modules, never within them.
+KorMutex performLock;
 
 KorString RegisterPath() {
   KorString path;
@@ -103,6 +108,7 @@ bool KorAssignment::Refuse(const KorString& reason) {
 
 int64_t KorAssignment::PerformAssignment() {
   if (!valid) return 0;
+  const KorMutexLock lock(performLock);
   if (operation == assignment_operation::kAdvertise) return Advertise();
   if (operation == assignment_operation::kWithdraw) return Withdraw();
   return AssignOrUpdate();

@@ -47,9 +47,10 @@ class KorAssignment {
   KorAssignment(const KorAssignment&) = delete;
   KorAssignment& operator=(const KorAssignment&) = delete;
 
-  // Copies all that is needed out of the container, which the caller may clear then. With
-  // contentInContainer the content is the container's; without it the container names a file, whose
-  // type must be strFILETYPE. The second flag is ignored. The result is told by IsValid().
+  // Copies all that is needed out of the container, which the caller may clear then. The first flag
+  // says where the content is: true, in the container itself (an action was invoked with it);
+  // false, in a file that the container names, whose type must be strFILETYPE (a file was
+  // received). The second flag is ignored. The result is told by IsValid().
   void Initialise(const KorString& moduleName, KorContainer* parameters, KorDebugContext* context,
                   bool contentInContainer, bool unused);
 
@@ -57,7 +58,8 @@ class KorAssignment {
   // the module is logged as a warning.
   bool IsValid() const { return valid; }
 
-  // The code of the operation that was called; 0 when nothing had to be done or it is not valid.
+  // The code of the operation that was called; 0 when nothing had to be done or it is not valid. In
+  // a process one assignment is performed at a time: an operation must not perform another.
   int64_t PerformAssignment();
 
   const KorString& GetName() const { return name; }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "korcore/agent_context.h"
@@ -143,6 +144,24 @@ TEST_F(AssignmentTest, FilesOfOtherTypesAndMissingFilesAreNotValid) {
 
   EXPECT_EQ(Perform(other, false), -1);
   EXPECT_EQ(Perform(missing, false), -1);
+}
+
+TEST_F(AssignmentTest, WhatIsAssignedAtOnceIsAllRemembered) {
+  constexpr int kCount = 16;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kCount; ++number) {
+    threads.emplace_back([number] {
+      KorContainer parameters = Parameters(std::to_string(number).c_str(), "one");
+      std::vector<std::string> calledHere;
+      NotedAssignment assignment(calledHere);
+      assignment.Initialise("HardwareInventory", &parameters, nullptr, true, false);
+      assignment.PerformAssignment();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int number = 0; number < kCount; ++number) {
+    EXPECT_EQ(Perform(Parameters(std::to_string(number).c_str(), "one")), 0) << number;
+  }
 }
 
 TEST_F(AssignmentTest, EmptyContentIsContent) {
