@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -90,10 +91,12 @@ class PlayedNeighbours {
     });
     Offer("FileStoreReceiveFile ()", [this](KorContainer& container) {
       files.push_back(container);
+      if (whenGivenFile) whenGivenFile();
       return fileStoreResult;
     });
     Offer("AsynchronousActionsCall ()", [this](KorContainer& container) {
       calls.push_back(container);
+      if (whenCalled) whenCalled();
       return callResult;
     });
   }
@@ -108,6 +111,9 @@ class PlayedNeighbours {
   uint32_t callResult = 0;
   std::vector<KorContainer> files;
   std::vector<KorContainer> calls;
+  // Run while the file store and the asynchronous actions are being called.
+  std::function<void()> whenGivenFile;
+  std::function<void()> whenCalled;
 
   template <typename Body>
   auto Locked(Body body) {
@@ -200,6 +206,17 @@ class ModuleFixture : public testing::Test {
   static bool IsUploadRequested() {
     const KorMutexLock lock(HardwareInventory::mutexInv);
     return HardwareInventory::fUploadRequested;
+  }
+  // Whether any thread, this one included, holds the module's lock.
+  static bool IsLocked() {
+    return std::async(std::launch::async,
+                      [] {
+                        std::mutex& mutex = HardwareInventory::mutexInv.Native();
+                        if (!mutex.try_lock()) return true;
+                        mutex.unlock();
+                        return false;
+                      })
+        .get();
   }
   static void SetRunning(bool value) {
     const KorMutexLock lock(HardwareInventory::mutexInv);
