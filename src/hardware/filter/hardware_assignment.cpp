@@ -3,7 +3,6 @@
 #include "hardware/actions/file_store_codes.h"
 #include "hardware/inventory/translation_file.h"
 #include "hardware/inventory/upload.h"
-#include "hardware/module/globals.h"
 #include "kor/file.h"
 #include "kor/mutex.h"
 #include "kor/tokeniser.h"

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "hardware/module/globals.h"
 #include "kor/container.h"
 #include "kor/string.h"
 #include "korcore/assignment.h"
@@ -11,23 +12,24 @@
 namespace HardwareInventory {
 
 // Stores the assigned content as the configured translation file and reports the outcome to the
-// server. The content is not looked at: a damaged document shows when the filter is next loaded.
+// server (docs/assignments.md). The content is not looked at: a damaged document shows when the
+// filter is next loaded.
 //
 // Every operation answers 44003, success and failure alike; the server reads the status report, not
 // the code.
 class HardwareAssignment : public KorAssignment {
  protected:
-  int64_t Assign() override;
-  int64_t Update() override;
+  int64_t Assign() override KOR_EXCLUDES(mutexInv);
+  int64_t Update() override KOR_EXCLUDES(mutexInv);
   // Withdrawing leaves the file in place.
   int64_t Delete() override;
 
  private:
-  int64_t AssignAndUpdate(const char* okStatus);
+  int64_t AssignAndUpdate(const char* okStatus) KOR_EXCLUDES(mutexInv);
   int64_t Report(const char* status, const KorString& identifier);
 };
 
-// The action "HardwareAssign": always 0.
-uint32_t ActionHandler_HardwareAssign(KorContainer* parameters);
+// The action "HardwareAssign": always 0, also for what is not an assignment for this module.
+uint32_t ActionHandler_HardwareAssign(KorContainer* parameters) KOR_EXCLUDES(mutexInv);
 
 }  // namespace HardwareInventory
