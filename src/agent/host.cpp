@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "agent/leftover_files.h"
 #include "kor/file.h"
 #include "korcore/agent_context.h"
 
@@ -24,6 +25,7 @@ Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
   Result<void> done = host->LockHome();
   if (done.IsOk()) done = host->OpenLog();
   if (done.IsOk()) {
+    RemoveLeftoverFiles(host->home);
     host->AddNeighbours();
     done = host->LoadModules(options.modules, options.skipFailedModules);
   }
@@ -90,11 +92,12 @@ Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
 
 void Host::ReloadSettings() {
   settings = ReadSettings(home);
-  identity->Reload(settings.topology);
-  // Transfers end first, so that the modules are without their neighbours for a moment only.
+  // Transfers end first, so that the modules are without these neighbours for a moment only.
   neighbours->Stop();
   neighbours.reset();
   neighbours = std::make_unique<Neighbours>(home, settings);
+  // Last: a GUID that becomes available makes modules send.
+  identity->Reload(settings.topology);
 }
 
 void Host::Activate() {

@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLongestDelivery(30);
+constexpr std::chrono::seconds kLongestDelivery(15);
 constexpr std::chrono::milliseconds kSignalCheck(100);
 
 std::string Counted(size_t count, const std::string& what) {

@@ -58,6 +58,15 @@ TEST(DocumentJson, HostileBytesAreEscapedAndInvalidUtf8IsReplaced) {
       agent::DocumentToJson(document));
 }
 
+TEST(DocumentJson, WhatCouldSteerATerminalIsEscaped) {
+  ObjInv document(nullptr);
+  document.SetName("\x7f \xc2\x9b[31m \xe2\x80\xae \xe2\x82\xac \xf0\x9f\x98\x80");
+  EXPECT_EQ(
+      "{\n  \"name\": \"\\u007f \\u009b[31m \\u202e \xe2\x82\xac \xf0\x9f\x98\x80\",\n"
+      "  \"classes\": {}\n}\n",
+      agent::DocumentToJson(document));
+}
+
 TEST(DocumentJson, ManyInstancesTakeLinearTime) {
   ObjInv document(nullptr);
   ObjType* type = document.Ensure("Class");
