@@ -47,9 +47,15 @@ bool IsInventoryRunning() {
   return fRunningInv;
 }
 
+InventoryRequest FirstInventory() {
+  return {kFirstPauseSeconds, hwConfig.GetUploadOnStartup(true), false, false,
+          hwConfig.GetDifferentialUpload(true)};
+}
+
 void StartFirstInventory() {
-  threadInv.StartInventory(kFirstPauseSeconds, hwConfig.GetUploadOnStartup(true), false, false,
-                           hwConfig.GetDifferentialUpload(true));
+  const InventoryRequest first = FirstInventory();
+  threadInv.StartInventory(first.pauseSeconds, first.upload, first.force, first.bypass,
+                           first.differential);
 }
 
 // A body that still runs would use members that are going.

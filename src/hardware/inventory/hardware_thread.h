@@ -17,8 +17,22 @@ extern KorMutex mutexInv;
 // Whether a run is started or going on; its initial pause counts.
 bool IsInventoryRunning() KOR_EXCLUDES(mutexInv);
 
-// Asks for the run that follows activation: after 100 seconds, with the upload that the
-// configuration wants on start-up.
+// What a run is asked for with.
+struct InventoryRequest {
+  uint32_t pauseSeconds;
+  bool upload;
+  bool force;
+  bool bypass;
+  bool differential;
+
+  bool operator==(const InventoryRequest&) const = default;
+};
+
+// The run that follows activation: after 100 seconds, with the upload that the configuration wants
+// on start-up.
+InventoryRequest FirstInventory();
+
+// Asks for that run.
 void StartFirstInventory() KOR_EXCLUDES(mutexInv);
 
 // One object of this class exists, threadInv. Its operations may be called from

@@ -88,6 +88,17 @@ TEST_F(HardwareThreadTest, TheScannersAnnounceThemselvesInOrder) {
                                              "pointing device", "physical memory", "processor"}));
 }
 
+TEST_F(HardwareThreadTest, TheFirstRunIsAskedForAsConfigured) {
+  using HardwareInventory::FirstInventory;
+  using HardwareInventory::hwConfig;
+  using HardwareInventory::InventoryRequest;
+  EXPECT_EQ(FirstInventory(), (InventoryRequest{100, true, false, false, true}));
+  hwConfig.SetUploadOnStartup(false, true);
+  EXPECT_EQ(FirstInventory(), (InventoryRequest{100, false, false, false, true}));
+  hwConfig.SetDifferentialUpload(false, true);
+  EXPECT_EQ(FirstInventory(), (InventoryRequest{100, false, false, false, false}));
+}
+
 TEST_F(HardwareThreadTest, WithoutGuidARunIsPostponed) {
   neighbours.guid = "";
   threadInv.StartInventory(0, true, true, true, true);
