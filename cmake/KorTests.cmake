@@ -6,6 +6,7 @@ include(GoogleTest)
 function(kor_add_tests name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  set_target_properties(${name} PROPERTIES KOR_UNOPTIMISED ON)
   target_link_libraries(${name} PRIVATE kor_options ${arg_LIBRARIES} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_definitions(${name} PRIVATE KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
