@@ -352,8 +352,8 @@ TEST(CommandTimeout, CommandThatTakesLongerIsKilledWithAllThatItStarted) {
   KorLiveMachine machine;
   machine.SetTimeout(200);
   const Clock::time_point start = Clock::now();
-  const KorCommandResult result = machine.RunCommand(
-      "echo begun; (sleep 2; touch " + folder.Path("late") + ") & sleep 1000 | cat");
+  const KorCommandResult result = machine.RunCommand("echo begun; (sleep 2; touch " +
+                                                     folder.Path("late") + ") & sleep 1000 | cat");
   EXPECT_EQ(Outcome::kKilled, result.outcome);
   EXPECT_EQ(SIGKILL, result.status);
   EXPECT_EQ("begun\n", result.output);
