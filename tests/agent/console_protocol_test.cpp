@@ -106,7 +106,7 @@ TEST_F(ConsoleInvocation, DeclaredParametersMustHaveTheirTypes) {
                             R"({"Number":"5"})", R"({"Values":"x"})", R"({"Flag":[true,false]})"}) {
     const ordered_json answer = Invoke("TestEcho", wrong);
     EXPECT_EQ(13, answer["code"]) << wrong;
-    EXPECT_TRUE(answer["error"].is_string()) << wrong;
+    EXPECT_TRUE(answer.contains("error")) << wrong;
     EXPECT_FALSE(answer.contains("container")) << wrong;
   }
 }
