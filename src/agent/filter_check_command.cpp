@@ -83,6 +83,7 @@ int Check(FilterHost& host, const KorString& file) {
   const int listener = host.Log().AddListener(
       KorLogLevel::kTrace, [&findings](const KorLogRecord& record) { findings.Take(record); });
   KorContainer container;
+  container.SetBool("Check", true);
   const uint32_t result = FilterHost::Invoke("HardwareInventoryGetWmiFilter", container);
   host.Log().RemoveListener(listener);
   if (result == ACTIONDB_ERROR_ACTIONNOTFOUND) {

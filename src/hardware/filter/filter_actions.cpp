@@ -1,5 +1,6 @@
 #include "hardware/filter/filter_actions.h"
 
+#include "hardware/filter/filter_check.h"
 #include "hardware/filter/hw_filter.h"
 #include "hardware/inventory/scan_run.h"
 #include "kor/file.h"
@@ -45,6 +46,9 @@ bool FilterInventory(const HwFilter& filter, const KorString& source,
 }  // namespace
 
 uint32_t ActionHandler_HardwareInventoryGetWmiFilter(KorContainer* params) {
+  bool check = false;
+  params->GetBool("Check", check);
+  const FilterCheckScope scope(check);
   HwFilter filter;
   if (!LoadInventoryFilter(filter)) return ACTIONDB_ERROR_FAILURE;
   filter.WmiToContainer(*params);

@@ -11,8 +11,10 @@ namespace HardwareInventory {
 
 namespace {
 
+thread_local bool checkWanted = false;
+
 bool Wanted() {
-  return debugInv.Wants(KorLogLevel::kTrace);
+  return checkWanted && debugInv.Wants(KorLogLevel::kTrace);
 }
 
 bool IsBlank(const KorString& text) {
@@ -137,6 +139,14 @@ void CheckModify(const HwFilterAttr& rule) {
 }
 
 }  // namespace
+
+FilterCheckScope::FilterCheckScope(bool wanted) : outer(checkWanted) {
+  checkWanted = wanted;
+}
+
+FilterCheckScope::~FilterCheckScope() {
+  checkWanted = outer;
+}
 
 void CheckSkippedElement(HwFilterState parent, const char* name) {
   if (!Wanted()) return;

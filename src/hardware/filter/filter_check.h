@@ -1,7 +1,8 @@
 // What the reading of a translation file takes without a word but a person would want to hear of.
 //
 // Each finding is one trace message, given while the file is being read, so that it goes with the
-// file and line. Where traces are not wanted nothing is looked at. Findings change nothing.
+// file and line. Nothing is looked at, and nothing said, unless somebody asks for it. Findings change
+// nothing.
 
 #pragma once
 
@@ -11,6 +12,18 @@
 #include "hardware/filter/hw_filter_grammar.h"
 
 namespace HardwareInventory {
+
+// While it lives, files that this thread reads are checked, where traces are wanted at all.
+class FilterCheckScope {
+ public:
+  explicit FilterCheckScope(bool wanted);
+  ~FilterCheckScope();
+  FilterCheckScope(const FilterCheckScope&) = delete;
+  FilterCheckScope& operator=(const FilterCheckScope&) = delete;
+
+ private:
+  const bool outer;
+};
 
 // An element that is not expected there, and with it all that it holds.
 void CheckSkippedElement(HwFilterState parent, const char* name);

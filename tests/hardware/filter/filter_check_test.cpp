@@ -21,6 +21,7 @@ Findings FindingsIn(const std::string& document) {
   TemporaryFolder folder;
   const KorString path = folder.Write("filter.xml", document);
   const CapturedLog log(debugInv);
+  const HardwareInventory::FilterCheckScope check(true);
   HwFilter filter;
   EXPECT_TRUE(filter.Load(path));
   Findings findings;
@@ -42,6 +43,19 @@ Findings FindingsInRule(const std::string& content) {
   return FindingsInList(
       "<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>*</ATTRNAME></MATCHHW><ACTION>Accept</ACTION>" +
       content + "</TRANSLATEHW>");
+}
+
+TEST(FilterCheck, NobodyWhoDidNotAskIsTold) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("filter.xml", "<HWINVCONFIG><UNKNOWN/></HWINVCONFIG>");
+  const CapturedLog log(debugInv);
+  HwFilter filter;
+
+  EXPECT_TRUE(filter.Load(path));
+
+  EXPECT_EQ(log.Text(), "trace: Processing xml '" + path.Str() +
+                            "'\ntrace: Filter entries have been loaded (0 WMI classes, 0 "
+                            "attributes)\n");
 }
 
 TEST(FilterCheck, NothingIsFoundInAGoodFile) {
@@ -198,6 +212,7 @@ class Deaf : public KorDebugContext {
 };
 
 TEST(FilterCheck, NothingIsSaidWhereTracesAreNotWanted) {
+  const HardwareInventory::FilterCheckScope check(true);
   TemporaryFolder folder;
   const KorString path = folder.Write("filter.xml", "<OTHER/>");
   Deaf context;

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <string>
 
+#include "hardware/filter/filter_check.h"
 #include "hardware/filter/hw_filter.h"
 #include "hardware/module/globals.h"
 #include "korcore/obj_inv.h"
@@ -46,6 +47,7 @@ class TranslationFileDoc : public testing::Test {
 
   TemporaryFolder folder;
   CapturedLog log{debugInv};
+  const HardwareInventory::FilterCheckScope check{true};
   HwFilter filter;
 };
 
