@@ -1,8 +1,8 @@
 // What the reading of a translation file takes without a word but a person would want to hear of.
 //
 // Each finding is one trace message, given while the file is being read, so that it goes with the
-// file and line. Nothing is looked at, and nothing said, unless somebody asks for it. Findings change
-// nothing.
+// file and line. Nothing is looked at, and nothing said, unless somebody asks for it. Findings
+// change nothing.
 
 #pragma once
 

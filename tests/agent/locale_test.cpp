@@ -1,0 +1,75 @@
+// The language of whoever starts the agent: commands print other words in it.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "support/program_run.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+// A French locale of the test's own, for this process and what it starts.
+class FrenchLocale {
+ public:
+  explicit FrenchLocale(const TemporaryFolder& folder) {
+    const std::string command = "localedef --no-archive -i fr_FR -f UTF-8 '" +
+                                folder.Path("fr_FR.UTF-8").Str() + "' >/dev/null 2>&1";
+    // localedef warns, and ends with 1, where it knows better than the locale's source.
+    static_cast<void>(system(command.c_str()));
+    setenv("LOCPATH", folder.Path().CStr(), 1);
+    for (const char* name : kNames) setenv(name, "fr_FR.UTF-8", 1);
+  }
+  ~FrenchLocale() {
+    unsetenv("LOCPATH");
+    for (const char* name : kNames) unsetenv(name);
+  }
+  FrenchLocale(const FrenchLocale&) = delete;
+  FrenchLocale& operator=(const FrenchLocale&) = delete;
+
+ private:
+  static constexpr const char* kNames[] = {"LANG", "LC_ALL", "LANGUAGE"};
+};
+
+std::string OutputOf(const char* command) {
+  std::string output;
+  FILE* const pipe = popen(command, "r");
+  for (int byte = fgetc(pipe); byte != EOF; byte = fgetc(pipe)) {
+    output += static_cast<char>(byte);
+  }
+  pclose(pipe);
+  return output;
+}
+
+// Without what changes from one minute to the next.
+constexpr const char* kSteadyValuesOnly = R"(<HWINVCONFIG><TRANSLATEHWLIST maxpass="1">
+<TRANSLATEHW label="volatile"><MATCHHW>
+<ATTRNAME value="regex">^(SystemUpTime|FreeSpace|Free Percentage|CurrentClockSpeed)$</ATTRNAME>
+</MATCHHW>
+<ACTION>Reject</ACTION></TRANSLATEHW></TRANSLATEHWLIST></HWINVCONFIG>)";
+
+std::string Inventory(const TemporaryFolder& folder, const KorString& rules) {
+  const ProgramRun run =
+      ProgramRun::Of(folder, {"--home", folder.Path("home").Str(), "--module", KOR_MODULE_FILE,
+                              "inventory", "--format", "json", "--translation-file", rules.Str()});
+  EXPECT_EQ(0, run.status) << run.errors;
+  return run.output;
+}
+
+TEST(Locale, ChangesNothingInTheInventory) {
+  const TemporaryFolder folder;
+  const KorString rules = folder.Write("rules.xml", kSteadyValuesOnly);
+  const std::string plain = Inventory(folder, rules);
+
+  const FrenchLocale locale(folder);
+  ASSERT_EQ("samedi\n", OutputOf("date -d 2026-11-21 +%A")) << "the locale is not in effect";
+  const std::string french = Inventory(folder, rules);
+
+  EXPECT_EQ(plain, french);
+  EXPECT_EQ(std::string::npos, plain.find("\"FreeSpace\": \"")) << "volatile values are compared";
+}
+
+}  // namespace
