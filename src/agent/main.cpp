@@ -59,6 +59,8 @@ int main(int argc, char** argv) {
     agent::OccupyStandardDescriptors();
     // Inherited from whoever started the program; ignored, it loses the statuses of the commands.
     std::signal(SIGCHLD, SIG_DFL);
+    // A file that may not grow is an error to report, like a full disk, not a reason to die.
+    std::signal(SIGXFSZ, SIG_IGN);
     const std::variant<agent::CommandLine, int> parsed = agent::ParseCommandLine(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     const auto& line = std::get<agent::CommandLine>(parsed);
