@@ -17,6 +17,7 @@ std::vector<KorString> Strings(const KorContainer& container, const KorString& k
 
 std::vector<Cell> Cells(const std::vector<KorString>& texts) {
   std::vector<Cell> cells;
+  cells.reserve(texts.size());
   for (const KorString& text : texts) cells.emplace_back(text);
   return cells;
 }

@@ -59,7 +59,7 @@ Result<void> Service::Open(const HostOptions& options) {
   host->Delivery().StartService();
   auto started = ConsoleServer::Start(
       host->GetHome().DataDir(),
-      [this](const std::string& line, ConsoleServer::Reply reply) { Handle(line, reply); });
+      [this](const std::string& line, const ConsoleServer::Reply& reply) { Handle(line, reply); });
   if (!started.IsOk()) return Failure{started.Reason()};
   console = std::move(started.Value());
   return {};
@@ -101,7 +101,7 @@ void Service::Reload() {
   KorFrameworkLog().PrintWithNL("The agent's settings have been read again");
 }
 
-void Service::Handle(const std::string& line, ConsoleServer::Reply reply) {
+void Service::Handle(const std::string& line, const ConsoleServer::Reply& reply) {
   Result<ConsoleRequest> request = ParseConsoleRequest(line);
   if (!request.IsOk()) {
     reply(ConsoleErrorLine(ACTIONDB_ERROR_BADPARAM, request.Reason()));

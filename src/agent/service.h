@@ -37,7 +37,7 @@ class Service {
 
   Result<void> Open(const HostOptions& options);
   void ApplyCommandTimeout();
-  void Handle(const std::string& line, ConsoleServer::Reply reply);
+  void Handle(const std::string& line, const ConsoleServer::Reply& reply);
   void AnswerOn(ActionPool& pool, const KorString& name, const ConsoleServer::Reply& reply,
                 std::function<std::string()> work);
   std::string StatusLine() KOR_EXCLUDES(deliveryMutex);
