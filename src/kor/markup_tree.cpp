@@ -13,7 +13,7 @@
 namespace {
 
 bool IsXmlCharacter(wchar_t character) {
-  const auto code = static_cast<unsigned long>(character);
+  const auto code = static_cast<char32_t>(character);
   return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code <= 0xD7FF) ||
          (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
 }

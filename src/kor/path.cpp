@@ -57,7 +57,7 @@ bool PathCreate(const KorString& path) {
 
 void SplitPath(const KorString& path, KorString& drive, KorString& directory, KorString& name,
                KorString& extension) {
-  const std::string whole = path.Str();  // an output may be the path itself
+  const std::string whole(path.View());  // an output may be the path itself
   const size_t separator = whole.find_last_of("/\\");
   const size_t nameStart = separator == std::string::npos ? 0 : separator + 1;
   const std::string_view fileName = std::string_view(whole).substr(nameStart);

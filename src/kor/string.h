@@ -35,6 +35,7 @@ class KorString {
 
   // Byte for byte.
   bool operator==(const KorString&) const = default;
+  // NOLINTNEXTLINE(modernize-use-nullptr): a false finding about the comparison with zero.
   std::strong_ordering operator<=>(const KorString&) const = default;
 
   void Clear() { bytes.clear(); }

@@ -22,7 +22,7 @@ void CopySet(const ObjSetOf<T>& from, ObjSetOf<T>& to, CopyMember copyMember) {
     auto made = std::make_unique<T>(member->GetName());
     made->CopyMarks(*member);
     copyMember(*member, *made);
-    if (to.Add(made.get())) made.release();
+    if (to.Add(made.get())) static_cast<void>(made.release());
   }
 }
 

@@ -84,7 +84,7 @@ bool BringBack(const T& removed, ObjSetOf<T>& out) {
     if (after == nullptr && !place->IsFirst()) return false;
   }
   if (!out.Insert(made.get(), after)) return false;
-  made.release();
+  static_cast<void>(made.release());
   return true;
 }
 

@@ -73,7 +73,7 @@ class LooseMembers {
 
   bool Put(ObjSetOf<T>& set, size_t which, ObjBase* after) {
     if (!set.Insert(elements[which].get(), after)) return false;
-    elements[which].release();
+    static_cast<void>(elements[which].release());
     ++placed;
     return true;
   }

@@ -18,7 +18,9 @@ constexpr size_t kPieceSize = 65'536;
 constexpr std::array<bool, 256> PlainBytes() {
   std::array<bool, 256> plain{};
   for (size_t byte = 0x20; byte < 0x7F; ++byte) plain[byte] = true;
-  for (const char special : std::string_view("&<>\"")) plain[static_cast<size_t>(special)] = false;
+  for (const char special : std::string_view("&<>\"")) {
+    plain[static_cast<unsigned char>(special)] = false;
+  }
   return plain;
 }
 constexpr std::array<bool, 256> kPlain = PlainBytes();

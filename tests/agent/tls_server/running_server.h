@@ -40,8 +40,8 @@ inline void MakeCertificates(const TemporaryFolder& folder) {
 class RunningServer {
  public:
   // The folder has the certificates. The port 0 is any.
-  RunningServer(const TemporaryFolder& serverFolder, const std::vector<std::string>& faults = {},
-                int wantedPort = 0) {
+  explicit RunningServer(const TemporaryFolder& serverFolder,
+                         const std::vector<std::string>& faults = {}, int wantedPort = 0) {
     int input[2];
     int output[2];
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
