@@ -7,6 +7,8 @@
 
 namespace {
 
+// NOLINTNEXTLINE(misc-unused-using-decls): used by the literals below, which the check does not
+// see.
 using std::string_view_literals::operator""sv;
 
 // Names are drawn from few, so that documents have many in common.
@@ -153,7 +155,7 @@ void RandomDocuments::MutateNames(ObjSet& set) {
       break;
     case 2: {
       std::unique_ptr<ObjBase> removed(set.Del(Any(set)->GetName()));
-      if (OneIn(3) && set.Add(removed.get())) removed.release();
+      if (OneIn(3) && set.Add(removed.get())) static_cast<void>(removed.release());
       break;
     }
     default: {

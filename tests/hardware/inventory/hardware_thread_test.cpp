@@ -67,7 +67,7 @@ TEST_F(HardwareThreadTest, FailuresOfScannersAreTracedInOrder) {
 TEST(ScannerTable, HasTheOrderAndTheMessagesOfARun) {
   std::vector<std::string> failures;
   for (const HardwareInventory::Scanner& scanner : HardwareInventory::Scanners()) {
-    failures.push_back(scanner.failure);
+    failures.emplace_back(scanner.failure);
   }
   EXPECT_EQ(failures, (std::vector<std::string>{
                           "Failed to scan system", "Failed to scan keyboard",
