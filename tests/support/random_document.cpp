@@ -7,9 +7,8 @@
 
 namespace {
 
-// NOLINTNEXTLINE(misc-unused-using-decls): used by the literals below, which the check does not
-// see.
-using std::string_view_literals::operator""sv;
+// The check does not see the literals that use it.
+using std::string_view_literals::operator""sv;  // NOLINT(misc-unused-using-decls)
 
 // Names are drawn from few, so that documents have many in common.
 constexpr std::array kNames = {
