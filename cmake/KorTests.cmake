@@ -1,15 +1,17 @@
-# kor_add_tests(NAME SOURCES... [LIBRARIES ...] [DEFINITIONS ...]): one test program, each of its tests
-# known to ctest by name.
+# kor_add_tests(NAME SOURCES ... [PLACED_SOURCES ...] [LIBRARIES ...] [DEFINITIONS ...]): one test
+# program, each of its tests known to ctest by name. Only the placed sources get the definitions and
+# KOR_SOURCE_DIR, which name folders of this very clone: the objects of all others are the same in every
+# clone, and a compiler cache finds them.
 
 include(GoogleTest)
 
 function(kor_add_tests name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
-  add_executable(${name} ${arg_SOURCES})
+  cmake_parse_arguments(arg "" "" "SOURCES;PLACED_SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES} ${arg_PLACED_SOURCES})
   set_target_properties(${name} PROPERTIES KOR_UNOPTIMISED ON)
   target_link_libraries(${name} PRIVATE kor_options ${arg_LIBRARIES} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  target_compile_definitions(${name} PRIVATE KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-                                             ${arg_DEFINITIONS})
+  set_property(SOURCE ${arg_PLACED_SOURCES} PROPERTY
+    COMPILE_DEFINITIONS KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ${arg_DEFINITIONS})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endfunction()
