@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <numeric>
 
 #include "agent/container_json.h"
+#include "agent/near_miss.h"
 
 namespace agent {
 namespace {
@@ -76,30 +76,6 @@ Result<void> CheckParameters(const ActionDescription& action, const KorContainer
     return failure;
   }
   return {};
-}
-
-// How many letters have to be changed, added or taken away (Levenshtein).
-size_t Distance(std::string_view left, std::string_view right) {
-  std::vector<size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t n = 0; n < left.size(); ++n) {
-    size_t diagonal = row[0];
-    row[0] = n + 1;
-    for (size_t m = 0; m < right.size(); ++m) {
-      const size_t changed = diagonal + (left[n] == right[m] ? 0 : 1);
-      diagonal = row[m + 1];
-      row[m + 1] = std::min({changed, row[m] + 1, diagonal + 1});
-    }
-  }
-  return row.back();
-}
-
-std::string Lower(const KorString& text) {
-  std::string lower = text.Str();
-  for (char& byte : lower) {
-    if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-  }
-  return lower;
 }
 
 const ActionDescription* Find(const std::vector<ActionDescription>& actions,
@@ -198,20 +174,10 @@ std::string InvokeForConsole(const InvokeRequest& request) {
 KorString UnknownActionText(const KorString& action, const std::vector<ActionDescription>& known) {
   KorString text;
   text.Printf("no module offers the action '%S'", action);
-  // A wrong name can be long; a third of it may differ.
-  const std::string wanted = Lower(action);
-  size_t nearest = wanted.size() / 3 + 1;
-  const ActionDescription* best = nullptr;
-  for (const ActionDescription& candidate : known) {
-    const std::string name = Lower(candidate.name);
-    if (wanted.size() > 2 * name.size()) continue;
-    const size_t distance = Distance(wanted, name);
-    if (distance >= nearest) continue;
-    nearest = distance;
-    best = &candidate;
-  }
-  if (best == nullptr) return text + "; 'kor-agent actions' lists them";
-  return text + "; did you mean '" + best->name + "'?";
+  std::vector<std::string> names;
+  for (const ActionDescription& candidate : known) names.push_back(candidate.name.Str());
+  const std::string meant = DidYouMean(action.View(), names);
+  return text + (meant.empty() ? "; 'kor-agent actions' lists them" : KorString(meant));
 }
 
 }  // namespace agent
