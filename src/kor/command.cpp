@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kor/debug.h"
+#include "kor/trace.h"
 
 namespace {
 
@@ -70,6 +71,7 @@ bool KorCommandSucceeded(const KorCommandResult& result) {
 
 bool CommandToString(const KorString& command, KorString& output) {
   KorCommandResult result = KorMachine::Current().RunCommand(command);
+  if (KorTrace* const trace = KorTrace::Current()) trace->OnCommand(command, result);
   const bool succeeded = KorCommandSucceeded(result);
   if (!succeeded) LogFailure(command, result);
   StripLineEndOfOnlyLine(result.output);

@@ -36,6 +36,12 @@ class KorMachine {
   virtual KorString HostName() = 0;
   virtual KorString DistributionName() = 0;
 
+  // An inventory run tells, on the thread that asks everything else, that it begins, with the
+  // translation file that it has loaded, and that its result is stored. For a machine that keeps
+  // notes of runs; one that passes questions on to another need not pass these on.
+  virtual void RunBegins(const KorString& /*translationFile*/) {}
+  virtual void RunIsStored() {}
+
   // The machine that scans examine: the live one unless another was set. The machine that is set is
   // not owned and must outlive its use; null goes back to the live one. Returns the one before.
   static KorMachine& Current();

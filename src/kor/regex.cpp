@@ -111,6 +111,15 @@ int FindPcre(const KorString& subject, const KorString& pattern, KorVector<KorSt
   return FindCaptures(subject.View(), pattern, options, captures) ? 1 : 0;
 }
 
+bool LocatePcre(std::string_view text, size_t from, const KorString& pattern, int options,
+                size_t& begin, size_t& end) {
+  RegexSearch search(pattern, options);
+  if (!search.Find(text, from)) return false;
+  begin = search.Begin();
+  end = search.End();
+  return true;
+}
+
 bool MatchPcreSimple(const char* text, size_t length, const KorString& pattern, int options) {
   return RegexSearch(pattern, options).Find(Subject(text, length));
 }

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "kor/string.h"
 #include "kor/vector.h"
@@ -25,6 +26,11 @@ int FindPcreSimple(const char* text, size_t length, const KorString& pattern, in
 // The same on a string. The two trailing arguments are ignored.
 int FindPcre(const KorString& subject, const KorString& pattern, KorVector<KorString>& captures,
              int options, int unused1, int unused2);
+
+// Where in the text the first match at or after `from` begins and ends; false, and nothing set,
+// without one.
+bool LocatePcre(std::string_view text, size_t from, const KorString& pattern, int options,
+                size_t& begin, size_t& end);
 
 bool MatchPcreSimple(const char* text, size_t length, const KorString& pattern, int options);
 bool MatchPcre(const KorString& subject, const KorString& pattern, int options);

@@ -1,6 +1,7 @@
 #include "kor/system_info.h"
 
 #include "kor/machine.h"
+#include "kor/trace.h"
 
 KorString NetworkSocket::GetLocalHostName() {
   return KorMachine::Current().HostName();
@@ -11,5 +12,7 @@ KorString LinuxOSInfos::GetDistributionName() const {
 }
 
 bool MachineFileExists(const KorString& path) {
-  return KorMachine::Current().FileExists(path);
+  const bool exists = KorMachine::Current().FileExists(path);
+  if (KorTrace* const trace = KorTrace::Current()) trace->OnFile(path, exists);
+  return exists;
 }

@@ -36,6 +36,7 @@ HwFilterAttr* HwFilter::AttrGet(uint32_t index) const {
 
 bool HwFilter::Load(const KorString& path) {
   HwFilterParser parser;
+  file = path;
   if (!parser.Process(path, this)) {
     debugInv.ErrorWithNL("Failed to load filter '%S'", path);
     return false;

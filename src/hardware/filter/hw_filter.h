@@ -44,6 +44,9 @@ class HwFilter {
   // read to its end; entries before that point stay.
   bool Load(const KorString& path);
 
+  // The file that was loaded last; empty before.
+  const KorString& File() const { return file; }
+
   // Runs the rules over every value of the inventory until a pass changes nothing or the number of
   // passes is reached.
   void ProcessAttrs(ObjInv& inventory) const;
@@ -58,6 +61,7 @@ class HwFilter {
 
  private:
   uint32_t hwListMaxPass = 0;
+  KorString file;
   KorVector<std::unique_ptr<HwFilterWmiClass>> classes;
   KorVector<std::unique_ptr<HwFilterAttr>> rules;
 };

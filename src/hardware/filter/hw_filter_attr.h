@@ -35,6 +35,8 @@ class HwFilterAttr {
   // The label, for messages only.
   KorString& GetName() { return name; }
   uint32_t& GetAction() { return action; }
+  // Where it begins in its file; 0 when it is of none.
+  uint64_t& GetLine() { return line; }
 
   uint32_t& GetMatchNameValue() { return matchName.method; }
   uint32_t& GetMatchNameOperator() { return matchName.comparison; }
@@ -66,6 +68,7 @@ class HwFilterAttr {
   const HwFilterModify& ModifyValue() const { return modifyValue; }
   const KorString& GetName() const { return name; }
   uint32_t GetAction() const { return action; }
+  uint64_t GetLine() const { return line; }
   // Whether all elements of the mask (hw_filter_codes.h) were there.
   bool Has(uint32_t mask) const { return (flags & mask) == mask; }
 
@@ -73,6 +76,7 @@ class HwFilterAttr {
   uint32_t flags = 0;
   KorString name;
   uint32_t action = 0;
+  uint64_t line = 0;
   HwFilterMatch matchName;
   HwFilterMatch matchValue;
   HwFilterModify modifyName;

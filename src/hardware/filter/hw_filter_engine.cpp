@@ -6,8 +6,10 @@
 
 #include "hardware/filter/hw_filter.h"
 #include "hardware/filter/hw_filter_codes.h"
+#include "hardware/filter/rule_trace.h"
 #include "hardware/module/globals.h"
 #include "kor/regex.h"
+#include "kor/trace.h"
 
 namespace HardwareInventory {
 
@@ -85,6 +87,13 @@ bool Modify(const HwFilterAttr& rule, ObjInstAttr& attribute, bool& modified, Ko
   return true;
 }
 
+void TellRename(const KorString& source, const KorString& target, const char* failure,
+                bool isLost) {
+  if (KorTrace* const trace = KorTrace::Current()) {
+    trace->OnRename({source.View(), target.View(), failure, isLost});
+  }
+}
+
 // Gives the class a definition of the target name, copied from that of the source name, unless it
 // has one.
 bool EnsureDefinition(ObjType& type, const KorString& source, const KorString& target) {
@@ -114,19 +123,25 @@ void Rename(ObjType& type, ObjInst& instance, const KorString& source, const Kor
   std::unique_ptr<ObjInstAttr> attribute(instance.Attributes().Del(source));
   if (attribute == nullptr) {
     debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x1)", source, target);
+    TellRename(source, target, "there is no attribute of that name", false);
     return;
   }
   attribute->SetName(target);
   if (instance.Attributes().Get(target) != nullptr) {
     debugInv.TraceWithNL("Attribute name '%S' renamed '%S' becomes duplicated", source, target);
+    TellRename(source, target, "there is one of that name", true);
     return;
   }
-  if (!EnsureDefinition(type, source, target)) return;
+  if (!EnsureDefinition(type, source, target)) {
+    TellRename(source, target, "its class has no definition of it", true);
+    return;
+  }
   if (!instance.Attributes().Add(attribute.get())) {
     debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x5)", source, target);
     return;
   }
   static_cast<void>(attribute.release());
+  TellRename(source, target, nullptr, false);
 }
 
 // An entry is "old;new", cut at its last ";", and is applied from the new name back to the old one:
@@ -147,6 +162,9 @@ class Pass {
   explicit Pass(const HwFilter& filterToApply) : filter(&filterToApply) {}
 
   void Process(ObjType& type, ObjInst& instance) {
+    if (KorTrace* const trace = KorTrace::Current()) {
+      trace->OnRulesFor(type.GetName().View(), instance.GetName().View());
+    }
     rejects.clear();
     renames.clear();
     for (ObjInstAttr* attribute : instance.Attributes()) Examine(*attribute);
@@ -193,9 +211,16 @@ bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& na
   name.Clear();
   for (const auto& rule : rules) {
     if (!Applies(*rule, *attribute)) continue;
-    if (!Accepts(*rule, *attribute)) return false;
-    if (!rule->Has(kFilterHasModify)) continue;
-    if (!Modify(*rule, *attribute, modified, name)) return false;
+    const RuleTrace trace(*rule, *attribute);
+    if (!Accepts(*rule, *attribute)) {
+      trace.Rejected();
+      return false;
+    }
+    if (rule->Has(kFilterHasModify) && !Modify(*rule, *attribute, modified, name)) {
+      trace.RejectedForName(name);
+      return false;
+    }
+    trace.Done(name);
   }
   return true;
 }
@@ -203,6 +228,7 @@ bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& na
 void HwFilter::ProcessAttrs(ObjInv& inventory) const {
   for (uint32_t done = 0; done < hwListMaxPass; ++done) {
     debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
+    if (KorTrace* const trace = KorTrace::Current()) trace->OnPass(done + 1);
     const uint32_t changes = RunPass(*this, inventory);
     if (changes == 0) {
       debugInv.TraceWithNL("There was no change within the last loop. No more pass is required");

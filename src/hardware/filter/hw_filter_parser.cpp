@@ -6,8 +6,18 @@
 #include "hardware/filter/filter_check.h"
 #include "hardware/filter/hw_filter_entries.h"
 #include "hardware/module/globals.h"
+#include "kor/input_position.h"
 
 namespace HardwareInventory {
+
+namespace {
+
+uint64_t CurrentLine() {
+  const KorInputPosition* const position = KorInputPosition::Current();
+  return position == nullptr ? 0 : position->line;
+}
+
+}  // namespace
 
 bool HwFilterParser::Process(const KorString& path, HwFilter* targetFilter) {
   debugInv.TraceWithNL("Processing xml '%S'", path);
@@ -42,6 +52,7 @@ void HwFilterParser::Enter(const HwFilterElement& element) {
   if ((present & element.presenceBit) != 0) CheckRepeatedElement(element);
   present |= element.presenceBit;
   state = element.state;
+  if (state == HwFilterState::kRule) ruleLine = CurrentLine();
 }
 
 void HwFilterParser::OnElementAttr(const char* name, const char* value) {
@@ -107,6 +118,7 @@ void HwFilterParser::FinishClass() {
 void HwFilterParser::FinishRule() {
   std::unique_ptr<HwFilterAttr> rule = MakeFilterRule(texts, presence[kRulePresence]);
   if (rule == nullptr) return;
+  rule->GetLine() = ruleLine;
   CheckRule(*rule);
   if (!filter->AttrAdd(rule.release())) {
     debugInv.WarningWithNL("Failed to register attribute '%S'", texts[kTextLabel]);

@@ -40,6 +40,7 @@ class HwFilterParser : public CsXmlSaxParser {
   // How deep inside an element that is skipped.
   uint32_t skipDepth = 0;
   HwFilterTexts texts;
+  uint64_t ruleLine = 0;
   std::array<uint32_t, kPresenceCount> presence = {};
 };
 

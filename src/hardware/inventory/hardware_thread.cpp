@@ -6,6 +6,7 @@
 #include "hardware/inventory/upload.h"
 #include "hardware/module/globals.h"
 #include "kor/file.h"
+#include "kor/machine.h"
 #include "korcore/agent_context.h"
 #include "korcore/obj_inv.h"
 
@@ -134,6 +135,7 @@ bool HardwareThread::ThreadTask() {
   debugInv.PrintWithNL("Inventory starting");
   HwFilter filter;
   if (!LoadInventoryFilter(filter)) return false;
+  KorMachine::Current().RunBegins(filter.File());
   ObjInv document(KorAgentGetDebugContext());
   document.SetName("HWINVENTORY");
   for (const Scanner& scanner : Scanners()) {
@@ -142,6 +144,7 @@ bool HardwareThread::ThreadTask() {
   filter.ProcessAttrs(document);
   debugInv.TraceWithNL("Hardware Inventory finished");
   if (!StoreInventory(document)) return false;
+  KorMachine::Current().RunIsStored();
   UploadIfWanted(document);
   return true;
 }

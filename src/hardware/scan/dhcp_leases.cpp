@@ -8,36 +8,30 @@ namespace HardwareInventory {
 
 namespace {
 
-// The file that the running client names on its command line, without comments, only the lines
-// that matter.
-constexpr const char* kDhclientCommand =
-    R"sh(cat `pgrep dhclient | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | )sh"
-    R"sh(cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
 constexpr const char* kDhcpcdCommand =
     R"sh(cat `pgrep dhcpcd | xargs -i cat /proc/{}/cmdline | tr '\0' '\n' | grep .lease` | )sh"
     R"sh(cut -d '#' -f1 | grep "[{}]\|interface\|domain-name\|dhcp-server-identifier")sh";
 
-constexpr const char* kInterfacePattern = R"re(interface\s+"([^"]+)")re";
-constexpr const char* kDomainPattern = R"re(domain-name\s+"([^"]+)")re";
-constexpr const char* kServerPattern = R"re(dhcp-server-identifier\s+([^\s;]+)\s*;)re";
-
 }  // namespace
 
-std::vector<DhcpLease> ReadDhcpLeases() {
+DhcpLeases ReadDhcpLeases() {
   KorString command = kDhclientCommand;
-  const KorString output = OutputOf(command);
+  DhcpLeases read;
+  read.output = OutputOf(command);
   // The dhcpcd pipeline is chosen here and not run: its files have another form, and a machine with
   // dhcpcd alone counts as one without DHCP.
-  if (output.IsEmpty()) command = kDhcpcdCommand;
+  if (read.output.IsEmpty()) command = kDhcpcdCommand;
 
-  std::vector<DhcpLease> leases;
-  ForEachPiece(output, "}", [&leases](const KorString& block) {
-    const std::optional<KorString> name = FirstGroup(block, kInterfacePattern, kPcreCaseless);
+  const bool keepsBlocks = KorTrace::Current() != nullptr;
+  ForEachPiece(read.output, "}", [&read, keepsBlocks](const KorString& block) {
+    const std::optional<KorString> name = FirstGroup(block, kLeaseInterfacePattern, kPcreCaseless);
     if (!name) return;
-    leases.push_back({*name, FirstGroup(block, kServerPattern, kPcreCaseless).value_or(""),
-                      FirstGroup(block, kDomainPattern, kPcreCaseless).value_or("")});
+    read.leases.push_back({*name,
+                           FirstGroup(block, kLeaseServerPattern, kPcreCaseless).value_or(""),
+                           FirstGroup(block, kLeaseDomainPattern, kPcreCaseless).value_or(""),
+                           keepsBlocks ? block : KorString()});
   });
-  return leases;
+  return read;
 }
 
 const DhcpLease* EarliestLease(const std::vector<DhcpLease>& leases,

@@ -22,29 +22,42 @@ constexpr AttributeRow kAttributes[] = {
 constexpr const char* kPartitionPattern = "^/dev/([h|s|e|x]d[a-z])([0-9]+)";
 constexpr const char* kFileSystemPattern = R"re(^\S+\s+(\S+)\s+)re";
 
-void SetSizes(ObjInst& instance, const KorString& line) {
-  const uint64_t size = DiskMegabytes(line, kTotalBlocksPattern);
-  const uint64_t free = DiskMegabytes(line, kFreeBlocksPattern);
-  SetNumberUnlessZero(instance, "Size", size);
-  SetNumberUnlessZero(instance, "FreeSpace", free);
-  if (size == 0 || free == 0) return;
+constexpr const char* kInMegabytes = "in units of 1,000,000 bytes, from blocks of 1000 bytes";
+
+void SetSizes(ObjInst& instance, const Printed& line) {
+  const uint64_t size = DiskMegabytes(line.text, kTotalBlocksPattern);
+  const uint64_t free = DiskMegabytes(line.text, kFreeBlocksPattern);
+  const KorTraceSource total = line.Searched(kTotalBlocksPattern, 0);
+  const KorTraceSource available = line.Searched(kFreeBlocksPattern, 0);
+  SetNumberUnlessZero(instance, "Size", size, {total}, kInMegabytes);
+  SetNumberUnlessZero(instance, "FreeSpace", free, {available}, kInMegabytes);
+  if (size == 0 || free == 0) {
+    TellAbsent(instance, "Free Percentage", {total, available}, "Size or FreeSpace is not known");
+    return;
+  }
   KorString percentage;
   percentage.Printf("%gu", free * 100 / size);
-  SetValue(instance, "Free Percentage", percentage);
+  SetValue(instance, "Free Percentage", percentage, {total, available},
+           "FreeSpace in percent of Size, truncated");
 }
 
 void AddPartition(ObjType& type, const KorString& line) {
   KorVector<KorString> groups;
-  if (FindPcre(line, kPartitionPattern, groups, 0, 1, 1) == 0) return;
+  const Printed printed{kDiskListingCommand, line};
+  const KorTraceSource source = printed.Searched(kPartitionPattern, 0);
+  if (FindPcre(line, kPartitionPattern, groups, 0, 1, 1) == 0) {
+    TellTextSkipped(type, source);
+    return;
+  }
   const KorString disk = groups[0];
   const KorString partition = disk + groups[1];
-  ObjInst* instance = type.Ensure(partition);
+  ObjInst* instance = EnsureInstance(type, partition);
   if (instance == nullptr) return;
-  SetValue(*instance, "Name", "/dev/" + partition);
-  SetValue(*instance, "Physical Disk", "/dev/" + disk);
-  SetValue(*instance, "Type", "Disk");
-  SetFirstGroup(*instance, "File System Name", line, kFileSystemPattern, 0);
-  SetSizes(*instance, line);
+  SetValue(*instance, "Name", "/dev/" + partition, {source}, "/dev/ and groups 1 and 2");
+  SetValue(*instance, "Physical Disk", "/dev/" + disk, {source}, "/dev/ and group 1");
+  SetValue(*instance, "Type", "Disk", {}, "the same for every partition");
+  SetFirstGroup(*instance, "File System Name", printed, kFileSystemPattern, 0);
+  SetSizes(*instance, printed);
 }
 
 }  // namespace

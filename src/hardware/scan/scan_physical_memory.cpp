@@ -12,6 +12,8 @@ constexpr AttributeRow kAttributes[] = {
     {"Swap Space", kInteger, "MB", "Available swap memory, in MB"},
 };
 
+constexpr const char* kCommand = "cat /proc/meminfo";
+
 constexpr PatternRow kTotals[] = {
     {"Capacity", R"re(^MemTotal\s*:\s*(\d+)\s*([a-z]+)\s*\n)re"},
     {"Swap Space", R"re(^SwapTotal\s*:\s*(\d+)\s*([a-z]+)\s*\n)re"},
@@ -35,16 +37,19 @@ bool ScanPhysicalMemory(ObjInv& inventory) {
   if (type == nullptr) return false;
 
   KorString output;
-  if (!CommandToString("cat /proc/meminfo", output)) return false;
-  ObjInst* instance = type->Ensure("0");
+  if (!CommandToString(kCommand, output)) return false;
+  ObjInst* instance = EnsureInstance(*type, "0");
   if (instance == nullptr) return false;
 
   for (const PatternRow& total : kTotals) {
+    const KorTraceSource source = Printed{kCommand, output}.Searched(total.pattern, kAnyLine);
     KorVector<KorString> groups;
     if (FindPcreSimple(output.CStr(), output.GetLength(), total.pattern, kAnyLine, groups) == 0) {
+      TellAbsent(*instance, total.attribute, {source});
       continue;
     }
-    SetNumberUnlessZero(*instance, total.attribute, ToMegabytes(groups[0].ToUINT64(), groups[1]));
+    SetNumberUnlessZero(*instance, total.attribute, ToMegabytes(groups[0].ToUINT64(), groups[1]),
+                        {source}, "in megabytes of 1,048,576 bytes, truncated");
   }
   return true;
 }

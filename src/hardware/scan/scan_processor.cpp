@@ -14,6 +14,8 @@ constexpr AttributeRow kAttributes[] = {
     {"CurrentClockSpeed", kInteger}, {"Stepping", kString},
 };
 
+constexpr const char* kCommand = "cat /proc/cpuinfo";
+
 constexpr const char* kProcessorPattern = R"re(^processor\s*:\s*([^\n]+)\n)re";
 
 constexpr PatternRow kFields[] = {
@@ -28,12 +30,17 @@ constexpr PatternRow kFields[] = {
 
 void AddProcessor(ObjType& type, const KorString& paragraph) {
   const std::optional<KorString> number = FirstGroup(paragraph, kProcessorPattern, kAnyLine);
-  if (!number) return;
-  ObjInst* instance = type.Ensure(*number);
+  const Printed printed{kCommand, paragraph};
+  const KorTraceSource source = printed.Searched(kProcessorPattern, kAnyLine);
+  if (!number) {
+    TellTextSkipped(type, source);
+    return;
+  }
+  ObjInst* instance = EnsureInstance(type, *number);
   if (instance == nullptr) return;
-  SetValue(*instance, "ProcessorId", *number);
+  SetValue(*instance, "ProcessorId", *number, {source});
   for (const PatternRow& field : kFields) {
-    SetFirstGroup(*instance, field.attribute, paragraph, field.pattern, kAnyLine);
+    SetFirstGroup(*instance, field.attribute, printed, field.pattern, kAnyLine);
   }
 }
 
@@ -45,7 +52,7 @@ bool ScanProcessor(ObjInv& inventory) {
   if (type == nullptr) return false;
 
   KorString output;
-  if (!CommandToString("cat /proc/cpuinfo", output)) return false;
+  if (!CommandToString(kCommand, output)) return false;
   ForEachPiece(output, "\n\n",
                [type](const KorString& paragraph) { AddProcessor(*type, paragraph); });
   return true;

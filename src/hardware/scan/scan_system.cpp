@@ -28,6 +28,9 @@ constexpr AttributeRow kProductAttributes[] = {
     {"Version", kString},
 };
 
+constexpr const char* kUpTimeCommand = "cat /proc/uptime";
+constexpr const char* kReleaseCommand = "/bin/uname -r";
+
 constexpr const char* kUpTimePattern = R"re(^\s*([0-9]+))re";
 constexpr const char* kSmbiosPattern = "SMBIOS ([0-9]+)[.]([0-9]+) present";
 constexpr const char* kRevisionPattern = R"re(\s+BIOS Revision:\s+([-.0-9a-zA-Z]+))re";
@@ -62,17 +65,24 @@ bool ScanPerformance(ObjInv& inventory) {
   if (type == nullptr) return false;
   KorString output;
   KorVector<KorString> groups;
-  if (!CommandToString("cat /proc/uptime", output)) return true;
-  if (!output.Match(kUpTimePattern, groups, 0)) return true;
-  if (ObjInst* instance = type->Ensure("0")) SetValue(*instance, "SystemUpTime", groups[0]);
+  if (!CommandToString(kUpTimeCommand, output)) return true;
+  const KorTraceSource source = Printed{kUpTimeCommand, output}.Searched(kUpTimePattern, 0);
+  if (!output.Match(kUpTimePattern, groups, 0)) {
+    TellTextSkipped(*type, source);
+    return true;
+  }
+  if (ObjInst* instance = EnsureInstance(*type, "0")) {
+    SetValue(*instance, "SystemUpTime", groups[0], {source});
+  }
   return true;
 }
 
 bool ScanComputer(ObjInv& inventory) {
   ObjType* type = EnsureClass(inventory, "Computer System", kComputerAttributes);
   if (type == nullptr) return false;
-  if (ObjInst* instance = type->Ensure("0")) {
-    SetValue(*instance, "Name", NetworkSocket::GetLocalHostName());
+  if (ObjInst* instance = EnsureInstance(*type, "0")) {
+    SetValue(*instance, "Name", NetworkSocket::GetLocalHostName(), {},
+             "the host name, as gethostname(2) gives it");
   }
   return true;
 }
@@ -80,14 +90,19 @@ bool ScanComputer(ObjInv& inventory) {
 bool ScanOperatingSystem(ObjInv& inventory) {
   ObjType* type = EnsureClass(inventory, "Operating System", kOsAttributes);
   if (type == nullptr) return false;
-  ObjInst* instance = type->Ensure("0");
+  ObjInst* instance = EnsureInstance(*type, "0");
   if (instance == nullptr) return true;
-  SetValue(*instance, "Caption", LinuxOSInfos().GetDistributionName());
+  SetValue(*instance, "Caption", LinuxOSInfos().GetDistributionName(), {},
+           "PRETTY_NAME of /etc/os-release, else NAME");
   KorString release;
-  if (CommandToString("/bin/uname -r", release)) {
-    release.Trim();
-    SetValue(*instance, "CSDVersion", release);
+  const bool succeeded = CommandToString(kReleaseCommand, release);
+  const KorTraceSource source = Printed{kReleaseCommand, release}.Whole();
+  if (!succeeded) {
+    TellAbsent(*instance, "CSDVersion", {source}, "the command failed");
+    return true;
   }
+  release.Trim();
+  SetValue(*instance, "CSDVersion", release, {Printed{kReleaseCommand, release}.Whole()});
   return true;
 }
 
@@ -103,17 +118,27 @@ bool ScanBios(ObjInv& inventory) {
       FindPcreSimple(table.CStr(), table.GetLength(), kSmbiosPattern, kAnyLine, smbios) != 0;
   const std::optional<KorString> revision = FirstGroup(table, kRevisionPattern, kAnyLine);
 
-  ObjInst* instance = type->Ensure("0");
+  ObjInst* instance = EnsureInstance(*type, "0");
   if (instance == nullptr) return true;
-  SetValue(*instance, "Manufacturer", vendor);
-  SetValue(*instance, "ReleaseDate", releaseDate + " 00:00:00");
-  SetValue(*instance, "SerialNumber", serialNumber);
-  SetValue(*instance, "SMBIOSBIOSVersion", version);
+  const auto whole = [&outputs](size_t at) {
+    return Printed{kBiosCommands[at], outputs[at]}.Whole();
+  };
+  SetValue(*instance, "Manufacturer", vendor, {whole(0)});
+  SetValue(*instance, "ReleaseDate", releaseDate + " 00:00:00", {whole(1)},
+           "the whole output and \" 00:00:00\"");
+  SetValue(*instance, "SerialNumber", serialNumber, {whole(2)});
+  SetValue(*instance, "SMBIOSBIOSVersion", version, {whole(3)});
   // Unlike other values, these are there even when nothing was found.
-  SetValue(*instance, "SMBIOSMajorVersion", present ? smbios[0] : "");
-  SetValue(*instance, "SMBIOSMinorVersion", present ? smbios[1] : "");
-  SetValue(*instance, "SMBIOSPresent", present ? "TRUE" : "FALSE");
-  SetValue(*instance, "Version", revision.value_or(""));
+  const Printed printed{kBiosCommands.back(), table};
+  const KorTraceSource smbiosSource = printed.Searched(kSmbiosPattern, kAnyLine);
+  SetValue(*instance, "SMBIOSMajorVersion", present ? smbios[0] : "", {smbiosSource},
+           present ? nullptr : kEmptyWithoutMatch);
+  SetValue(*instance, "SMBIOSMinorVersion", present ? smbios[1] : "", {smbiosSource},
+           present ? "group 2" : kEmptyWithoutMatch);
+  SetValue(*instance, "SMBIOSPresent", present ? "TRUE" : "FALSE", {smbiosSource},
+           "TRUE when the pattern is found, else FALSE");
+  SetValue(*instance, "Version", revision.value_or(""),
+           {printed.Searched(kRevisionPattern, kAnyLine)}, revision ? nullptr : kEmptyWithoutMatch);
   return true;
 }
 
@@ -122,10 +147,11 @@ bool ScanProduct(ObjInv& inventory) {
   if (type == nullptr) return false;
   std::array<KorString, kProductCommands.size()> outputs;
   if (!RunAll(kProductCommands, outputs)) return false;
-  ObjInst* instance = type->Ensure("0");
+  ObjInst* instance = EnsureInstance(*type, "0");
   if (instance == nullptr) return true;
   for (size_t i = 0; i < outputs.size(); ++i) {
-    SetValue(*instance, kProductAttributes[i].name, outputs[i]);
+    SetValue(*instance, kProductAttributes[i].name, outputs[i],
+             {Printed{kProductCommands[i], outputs[i]}.Whole()});
   }
   return true;
 }
@@ -134,8 +160,10 @@ bool ScanProduct(ObjInv& inventory) {
 
 bool ScanSystem(ObjInv& inventory) {
   debugInv.PrintWithNL("Scanning system");
-  return ScanPerformance(inventory) && ScanComputer(inventory) && ScanOperatingSystem(inventory) &&
-         ScanBios(inventory) && ScanProduct(inventory);
+  const bool hasBios = ScanPerformance(inventory) && ScanComputer(inventory) &&
+                       ScanOperatingSystem(inventory) && ScanBios(inventory);
+  if (!hasBios) TellClassSkipped("Computer System Product", "it is left out when BIOS fails");
+  return hasBios && ScanProduct(inventory);
 }
 
 }  // namespace HardwareInventory

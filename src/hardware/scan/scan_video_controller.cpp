@@ -34,6 +34,10 @@ constexpr const char* kNvidiaVersionPattern =
     R"re((?:Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec)\s+)re"
     R"re([0-9]+\s+[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\s+[a-z]+\s+[0-9]{4})\n)re";
 
+constexpr const char* kOnlyNvidia = "drivers are looked for only where the description has nvidia";
+
+constexpr const char* kNvidiaCommand = "cat /proc/driver/nvidia/version";
+
 // One line of the listing, such as "01:00.0 VGA compatible controller: Some Board (rev a2)".
 struct Adapter {
   KorString deviceClass;
@@ -64,12 +68,16 @@ KorVector<KorString> KeywordsOf(const KorString& name) {
 
 // Without a readable version both values are there and empty.
 void SetNvidiaDriver(ObjInst& instance) {
-  const KorString text = OutputOf("cat /proc/driver/nvidia/version");
+  const KorString text = OutputOf(kNvidiaCommand);
   KorVector<KorString> groups;
   const bool found = FindPcreSimple(text.CStr(), text.GetLength(), kNvidiaVersionPattern,
                                     kPcreCaseless, groups) != 0;
-  SetValue(instance, "DriverDate", found ? groups[1] : "");
-  SetValue(instance, "DriverVersion", found ? groups[0] : "");
+  const KorTraceSource source =
+      Printed{kNvidiaCommand, text}.Searched(kNvidiaVersionPattern, kPcreCaseless);
+  SetValue(instance, "DriverDate", found ? groups[1] : "", {source},
+           found ? "group 2" : kEmptyWithoutMatch);
+  SetValue(instance, "DriverVersion", found ? groups[0] : "", {source},
+           found ? nullptr : kEmptyWithoutMatch);
 }
 
 void SetArchitecture(ObjInst& instance, const KorString& deviceClass) {
@@ -79,19 +87,37 @@ void SetArchitecture(ObjInst& instance, const KorString& deviceClass) {
   if (MatchPcreSimple(deviceClass.CStr(), deviceClass.GetLength(), "VGA", 0)) {
     architecture->SetValue("VGA");
   }
+  TellValue(instance, "VideoArchitecture", architecture->GetValue(),
+            {Printed{kListingCommand, deviceClass}.Searched("VGA", 0)},
+            "VGA when the device's class says so, else empty");
+}
+
+void SetAvailability(ObjInst& instance) {
+  const KorString processes = OutputOf(kServerCommand);
+  SetValue(instance, "Availability", processes.IsEmpty() ? "Unknown" : "Enabled",
+           {Printed{kServerCommand, processes}.Whole()},
+           "Enabled when an X server is running, else Unknown");
 }
 
 void SetAdapter(ObjInst& instance, const KorString& line) {
   const Adapter adapter = ReadListingLine(line);
   SetFromXConfiguration(instance, KeywordsOf(adapter.name));
-  SetValue(instance, "Description", adapter.description);
-  SetValue(instance, "Name", adapter.name);
+  SetValue(instance, "Description", adapter.description, {Printed{kListingCommand, line}.Whole()},
+           "between the second and the third colon, without the blanks around it");
+  SetValue(instance, "Name", adapter.name,
+           {Printed{kListingCommand, adapter.description}.Searched(kNamePattern, kPcreCaseless)},
+           "group 1 without the blanks around it; empty without a match");
   SetArchitecture(instance, adapter.deviceClass);
-  SetValue(instance, "Availability", OutputOf(kServerCommand).IsEmpty() ? "Unknown" : "Enabled");
+  SetAvailability(instance);
   const KorString& description = adapter.description;
   if (MatchPcreSimple(description.CStr(), description.GetLength(), "nvidia", kPcreCaseless)) {
     SetNvidiaDriver(instance);
+    return;
   }
+  const KorTraceSource source =
+      Printed{kListingCommand, description}.Searched("nvidia", kPcreCaseless);
+  TellAbsent(instance, "DriverDate", {source}, kOnlyNvidia);
+  TellAbsent(instance, "DriverVersion", {source}, kOnlyNvidia);
 }
 
 }  // namespace
@@ -108,7 +134,7 @@ bool ScanVideoController(ObjInv& inventory) {
   ForEachPiece(OutputOf(kListingCommand), "\n", [type, &counter](const KorString& line) {
     KorString name;
     name.Printf("%u", counter++);
-    if (ObjInst* instance = type->Ensure(name)) SetAdapter(*instance, line);
+    if (ObjInst* instance = EnsureInstance(*type, name)) SetAdapter(*instance, line);
   });
   return true;
 }

@@ -11,12 +11,13 @@ bool ScanSysconfig(ObjInv& inventory, const KorString& className,
   ObjType* type = EnsureClass(inventory, className, attributes);
   if (type == nullptr) return false;
   if (!MachineFileExists(path)) return false;
+  const KorString command = "cat " + path;
   KorString text;
-  if (!CommandToString("cat " + path, text)) return false;
-  ObjInst* instance = type->Ensure("0");
+  if (!CommandToString(command, text)) return false;
+  ObjInst* instance = EnsureInstance(*type, "0");
   if (instance == nullptr) return false;
   for (const PatternRow& key : keys) {
-    SetFirstGroup(*instance, key.attribute, text, key.pattern, kAnyLine);
+    SetFirstGroup(*instance, key.attribute, {command.View(), text}, key.pattern, kAnyLine);
   }
   return true;
 }

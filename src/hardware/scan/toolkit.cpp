@@ -1,5 +1,6 @@
 #include "hardware/scan/toolkit.h"
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -29,19 +30,65 @@ void DefineAttributes(ObjType& type, std::span<const AttributeRow> rows) {
 
 ObjType* EnsureClass(ObjInv& inventory, const KorString& name, std::span<const AttributeRow> rows) {
   ObjType* type = inventory.Ensure(name);
+  TellClasses(std::array{name.View()});
   if (type != nullptr) DefineAttributes(*type, rows);
   return type;
 }
 
-void SetValue(ObjInst& instance, const KorString& attribute, const KorString& value) {
-  if (ObjInstAttr* element = instance.Ensure(attribute)) element->SetValue(value);
+void TellClasses(std::span<const std::string_view> names) {
+  if (KorTrace* const trace = KorTrace::Current()) trace->OnClasses(names);
 }
 
-void SetNumberUnlessZero(ObjInst& instance, const KorString& attribute, uint64_t number) {
-  if (number == 0) return;
+void TellClassSkipped(std::string_view name, std::string_view why) {
+  if (KorTrace* const trace = KorTrace::Current()) trace->OnClassSkipped(name, why);
+}
+
+void TellTextSkipped(const ObjType& type, const KorTraceSource& source) {
+  if (KorTrace* const trace = KorTrace::Current()) {
+    trace->OnTextSkipped(type.GetName().View(), source);
+  }
+}
+
+void TellValue(const ObjInst& instance, std::string_view attribute, const KorString& value,
+               Sources sources, const char* how) {
+  if (KorTrace* const trace = KorTrace::Current()) {
+    trace->OnValue({&instance, attribute, &value, sources, how});
+  }
+}
+
+void TellAbsent(const ObjInst& instance, std::string_view attribute, Sources sources,
+                const char* why) {
+  if (KorTrace* const trace = KorTrace::Current()) {
+    trace->OnValue({&instance, attribute, nullptr, sources, why});
+  }
+}
+
+ObjInst* EnsureInstance(ObjType& type, const KorString& name) {
+  ObjInst* const instance = type.Ensure(name);
+  KorTrace* const trace = KorTrace::Current();
+  if (trace != nullptr && instance != nullptr) {
+    trace->OnInstance(instance, type.GetName().View(), name.View());
+  }
+  return instance;
+}
+
+void SetValue(ObjInst& instance, const KorString& attribute, const KorString& value,
+              Sources sources, const char* how) {
+  ObjInstAttr* const element = instance.Ensure(attribute);
+  if (element == nullptr) return;
+  element->SetValue(value);
+  TellValue(instance, attribute.View(), value, sources, how);
+}
+
+void SetNumberUnlessZero(ObjInst& instance, const KorString& attribute, uint64_t number,
+                         Sources sources, const char* how) {
+  if (number == 0) {
+    TellAbsent(instance, attribute.View(), sources, "0 stands for not known and is not written");
+    return;
+  }
   KorString text;
   text.Printf("%gu", number);
-  SetValue(instance, attribute, text);
+  SetValue(instance, attribute, text, sources, how);
 }
 
 std::optional<KorString> FirstGroup(const KorString& text, const KorString& pattern, int options) {
@@ -50,10 +97,15 @@ std::optional<KorString> FirstGroup(const KorString& text, const KorString& patt
   return groups[0];
 }
 
-bool SetFirstGroup(ObjInst& instance, const KorString& attribute, const KorString& text,
+bool SetFirstGroup(ObjInst& instance, const KorString& attribute, const Printed& printed,
                    const KorString& pattern, int options) {
-  const std::optional<KorString> group = FirstGroup(text, pattern, options);
-  if (group) SetValue(instance, attribute, *group);
+  const KorTraceSource source = printed.Searched(pattern.View(), options);
+  const std::optional<KorString> group = FirstGroup(printed.text, pattern, options);
+  if (group) {
+    SetValue(instance, attribute, *group, {source});
+  } else {
+    TellAbsent(instance, attribute.View(), {source});
+  }
   return group.has_value();
 }
 

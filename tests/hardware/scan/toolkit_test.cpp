@@ -11,6 +11,7 @@ using HardwareInventory::kAnyLine;
 using HardwareInventory::kInteger;
 using HardwareInventory::kString;
 using HardwareInventory::OutputOf;
+using HardwareInventory::Printed;
 using HardwareInventory::SetFirstGroup;
 using HardwareInventory::SetNumberUnlessZero;
 using HardwareInventory::SetValue;
@@ -62,8 +63,8 @@ TEST_F(Toolkit, DefinitionWithoutUnitKeepsTheOneItHas) {
 TEST_F(Toolkit, LaterValueReplacesTheEarlier) {
   ObjInst* instance = inventory.Ensure("Thing")->Ensure("0");
 
-  SetValue(*instance, "First", "a");
-  SetValue(*instance, "First", "");
+  SetValue(*instance, "First", "a", {});
+  SetValue(*instance, "First", "", {});
 
   EXPECT_EQ(ValuesOf("Thing", "0"), (Values{{"First", ""}}));
 }
@@ -71,20 +72,22 @@ TEST_F(Toolkit, LaterValueReplacesTheEarlier) {
 TEST_F(Toolkit, NumbersArePlainAndZeroIsNotWritten) {
   ObjInst* instance = inventory.Ensure("Thing")->Ensure("0");
 
-  SetNumberUnlessZero(*instance, "None", 0);
-  SetNumberUnlessZero(*instance, "Some", 2000);
-  SetNumberUnlessZero(*instance, "Most", 18446744073709551615U);
+  SetNumberUnlessZero(*instance, "None", 0, {}, "");
+  SetNumberUnlessZero(*instance, "Some", 2000, {}, "");
+  SetNumberUnlessZero(*instance, "Most", 18446744073709551615U, {}, "");
 
   EXPECT_EQ(ValuesOf("Thing", "0"), (Values{{"Some", "2000"}, {"Most", "18446744073709551615"}}));
 }
 
 TEST_F(Toolkit, ValueWithoutMatchIsNotSet) {
   ObjInst* instance = inventory.Ensure("Thing")->Ensure("0");
-  SetValue(*instance, "First", "kept");
+  SetValue(*instance, "First", "kept", {});
+  const KorString text = "text";
+  const Printed printed{"command", text};
 
-  EXPECT_FALSE(SetFirstGroup(*instance, "First", "text", "no(thing)", 0));
-  EXPECT_FALSE(SetFirstGroup(*instance, "Second", "text", "no(thing)", 0));
-  EXPECT_TRUE(SetFirstGroup(*instance, "Third", "text", "t(e)", 0));
+  EXPECT_FALSE(SetFirstGroup(*instance, "First", printed, "no(thing)", 0));
+  EXPECT_FALSE(SetFirstGroup(*instance, "Second", printed, "no(thing)", 0));
+  EXPECT_TRUE(SetFirstGroup(*instance, "Third", printed, "t(e)", 0));
 
   EXPECT_EQ(ValuesOf("Thing", "0"), (Values{{"First", "kept"}, {"Third", "e"}}));
 }

@@ -1,0 +1,3 @@
+#include "kor/trace.h"
+
+std::atomic<KorTrace*> KorTrace::current = nullptr;
