@@ -252,7 +252,8 @@ bool IniFile::SetEntryValue(const KorString& section, const KorString& key,
   // What could not be read would be lost.
   if (!state->isReadable) return false;
   if (!IsWritableName(section.View()) || !IsWritableName(key.View())) return false;
-  const std::string_view text = value.View().substr(0, value.View().find_first_of("\r\n"));
+  // Without the blanks that no reading gives: they would grow with every write.
+  const std::string_view text = Trimmed(value.View().substr(0, value.View().find_first_of("\r\n")));
   const State::Place place = state->Find(section, key);
   std::vector<std::string> lines = state->lines;
   const std::string lineEnd(LineEndOf(lines));

@@ -192,6 +192,17 @@ TEST(IniFile, ValueEndsAtItsFirstLineEnd) {
   EXPECT_EQ(folder.Read("x.ini"), "[HardwareInventory]\na = one\nb = two\n");
 }
 
+TEST(IniFile, ValueIsWrittenWithoutTheBlanksAroundIt) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("x.ini", "[HardwareInventory]\na = 1\n");
+  IniFile ini(path);
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_TRUE(ini.SetEntryValue(kSection, "a", " x y\t"));
+    EXPECT_TRUE(ini.SetEntryValue(kSection, "b", " "));
+    EXPECT_EQ(folder.Read("x.ini"), "[HardwareInventory]\na = x y\nb = \n");
+  }
+}
+
 TEST(IniFile, NamesThatWouldNotBeReadBackAreRefused) {
   const TemporaryFolder folder;
   IniFile ini(folder.Path("x.ini"));
