@@ -71,7 +71,7 @@ bool IsWritableName(std::string_view name) {
   const auto isPlain = [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != '\x7f'; };
   return !name.empty() && Trimmed(name) == name && std::ranges::all_of(name, isPlain) &&
          name.find_first_of("[]=") == std::string_view::npos && name.front() != ';' &&
-         name.front() != '#';
+         name.front() != '#' && !name.starts_with(kByteOrderMark);
 }
 
 // Settings of this process that stand before what the files say.

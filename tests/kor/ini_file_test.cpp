@@ -206,7 +206,7 @@ TEST(IniFile, ValueIsWrittenWithoutTheBlanksAroundIt) {
 TEST(IniFile, NamesThatWouldNotBeReadBackAreRefused) {
   const TemporaryFolder folder;
   IniFile ini(folder.Path("x.ini"));
-  for (const char* name : {"", "a=b", "[a", "a]", ";a", "#a", " a", "a\nb"}) {
+  for (const char* name : {"", "a=b", "[a", "a]", ";a", "#a", " a", "a\nb", "\xEF\xBB\xBFx"}) {
     EXPECT_FALSE(ini.SetEntryValue(kSection, name, "1")) << name;
     EXPECT_FALSE(ini.SetEntryValue(name, "key", "1")) << name;
   }
