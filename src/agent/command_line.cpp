@@ -33,6 +33,16 @@ with + (added), - (removed), ~ (modified) or > (moved). Colours on a terminal on
 NO_COLOR in the environment.
 )";
 
+constexpr const char* kReportFooter =
+    R"(Without FILE the report is of the latest inventory and marks what changed since the one last sent.
+Without -o it goes to standard output, or, where that is a terminal, to kor-agent-report.html in the
+working folder. Examples:
+
+  kor-agent report -o db01.html
+  kor-agent report --old before.xml after.xml | ssh admin@example 'cat > change.html'
+
+)";
+
 constexpr const char* kFooter = R"(Files of a home:
   config/HardwareInventory.ini   settings of the inventory module
   data/HardwareInventory/        the latest inventory, as XML and as an SQLite database
@@ -143,6 +153,18 @@ CLI::App* AddDiff(CLI::App& app, DiffOptions& options) {
   return command;
 }
 
+CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
+  CLI::App* command = app.add_subcommand("report", "Make an HTML page of a stored inventory");
+  command->footer(std::string(kReportFooter) + kExitCodes);
+  command
+      ->add_option("-o,--output", options.outputFile, "Where the page goes; - is standard output")
+      ->type_name("FILE.html");
+  command->add_option("--old", options.oldFile, "Mark what changed since this inventory")
+      ->type_name("OLD");
+  command->add_option("FILE", options.file, "An inventory file; without it, the latest inventory");
+  return command;
+}
+
 CLI::App* AddQuery(CLI::App& app, QueryOptions& options) {
   CLI::App* command = app.add_subcommand(
       "query", "Ask the latest inventory, such as 'select * from \"Logical Disk\"'");
@@ -228,6 +250,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   InventoryOptions inventoryOptions;
   ShowOptions showOptions;
   DiffOptions diffOptions;
+  ReportOptions reportOptions;
   QueryOptions queryOptions;
   FilterCheckOptions checkOptions;
   FilterApplyOptions applyOptions;
@@ -242,6 +265,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* inventory = AddInventory(app, inventoryOptions);
   CLI::App* show = AddShow(app, showOptions);
   CLI::App* diff = AddDiff(app, diffOptions);
+  CLI::App* report = AddReport(app, reportOptions);
   CLI::App* query = AddQuery(app, queryOptions);
   CLI::App* filter = AddFilter(app);
   CLI::App* check = AddFilterCheck(*filter, checkOptions);
@@ -251,7 +275,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* actions = AddActions(app, actionsOptions);
   CLI::App* invoke = AddInvoke(app, invokeOptions);
   for (CLI::App* command :
-       {inventory, show, diff, query, check, apply, run, status, actions, invoke}) {
+       {inventory, show, diff, report, query, check, apply, run, status, actions, invoke}) {
     command->fallthrough();
   }
   try {
@@ -267,6 +291,8 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
     line.command = showOptions;
   } else if (diff->parsed()) {
     line.command = diffOptions;
+  } else if (report->parsed()) {
+    line.command = reportOptions;
   } else if (query->parsed()) {
     line.command = queryOptions;
   } else if (run->parsed()) {

@@ -45,6 +45,12 @@ struct DiffOptions {
   std::string newFile;  // empty: the latest inventory
 };
 
+struct ReportOptions {
+  std::string outputFile;  // empty: standard output, or a file where that is a terminal
+  std::string oldFile;     // empty: the inventory last sent, where FILE is empty too
+  std::string file;        // empty: the latest inventory
+};
+
 enum class QueryFormat { kTable, kJson, kCsv };
 
 struct QueryOptions {
@@ -83,8 +89,9 @@ struct InvokeOptions {
 
 struct CommandLine {
   CommonOptions common;
-  std::variant<InventoryOptions, ShowOptions, DiffOptions, QueryOptions, FilterCheckOptions,
-               FilterApplyOptions, RunOptions, StatusOptions, ActionsOptions, InvokeOptions>
+  std::variant<InventoryOptions, ShowOptions, DiffOptions, ReportOptions, QueryOptions,
+               FilterCheckOptions, FilterApplyOptions, RunOptions, StatusOptions, ActionsOptions,
+               InvokeOptions>
       command;
 };
 

@@ -54,16 +54,6 @@ void AppendPart(std::string_view name, const KorString& text, const KorString* p
   out += Shown(text);
 }
 
-// What a definition says; of a modified one what it says otherwise than before.
-std::string Definition(const ObjTypeAttr& attribute) {
-  const ObjDefinition* previous = attribute.GetPreviousDefinition();
-  std::string out;
-  AppendPart("type", attribute.GetType(), previous ? &previous->type : nullptr, out);
-  AppendPart("unit", attribute.GetUnit(), previous ? &previous->unit : nullptr, out);
-  AppendPart("description", attribute.GetDesc(), previous ? &previous->desc : nullptr, out);
-  return out.empty() ? out : ": " + out;
-}
-
 std::string Value(const ObjInstAttr& value) {
   if (value.GetChange() == ObjChange::kNone) return {};
   const KorString* previous = value.GetPreviousValue();
@@ -77,7 +67,7 @@ class Writer {
   void Write(const ObjType& type) {
     Line(type, 0, Shown(type.GetName()));
     for (const ObjTypeAttr* attribute : type.Attributes()) {
-      Line(*attribute, 1, "definition " + Shown(attribute->GetName()) + Definition(*attribute));
+      Line(*attribute, 1, "definition " + Shown(attribute->GetName()) + DefinitionText(*attribute));
     }
     for (const ObjInst* instance : type.Instances()) Write(*instance);
   }
@@ -107,6 +97,15 @@ class Writer {
 };
 
 }  // namespace
+
+std::string DefinitionText(const ObjTypeAttr& attribute) {
+  const ObjDefinition* previous = attribute.GetPreviousDefinition();
+  std::string out;
+  AppendPart("type", attribute.GetType(), previous ? &previous->type : nullptr, out);
+  AppendPart("unit", attribute.GetUnit(), previous ? &previous->unit : nullptr, out);
+  AppendPart("description", attribute.GetDesc(), previous ? &previous->desc : nullptr, out);
+  return out.empty() ? out : ": " + out;
+}
 
 std::string DifferenceToText(const ObjInv& difference, bool inColour) {
   Writer writer(inColour);

@@ -13,6 +13,10 @@ namespace agent {
 // escaped (agent/display_text.h).
 std::string DifferenceToText(const ObjInv& difference, bool inColour);
 
+// ": " and what a definition says, of a modified one what it says otherwise than before; empty when
+// that is nothing. What is not text is escaped.
+std::string DefinitionText(const ObjTypeAttr& attribute);
+
 // Whether standard output is a terminal whose user wants colours (NO_COLOR, TERM).
 bool StandardOutputWantsColour();
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "agent/display_text.h"
+#include "korcore/utf8.h"
 
 namespace agent {
 namespace {
@@ -51,6 +52,14 @@ std::string QuotedJson(const KorString& text) {
   using nlohmann::ordered_json;
   return WithoutSteering(
       ordered_json(text.Str()).dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+}
+
+std::string ReplacedText(std::string_view bytes) {
+  using nlohmann::ordered_json;
+  if (IsUtf8(bytes)) return std::string(bytes);
+  const std::string json =
+      ordered_json(bytes).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  return ordered_json::parse(json).get<std::string>();
 }
 
 void JsonObjectWriter::Open(const KorString& key) {

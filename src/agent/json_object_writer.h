@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "kor/string.h"
 
@@ -12,6 +13,9 @@ namespace agent {
 // The text as a JSON string. Bytes that are not UTF-8 become U+FFFD; what could steer a terminal is
 // escaped, beyond what JSON asks for.
 std::string QuotedJson(const KorString& text);
+
+// What a reader of the JSON string gets.
+std::string ReplacedText(std::string_view bytes);
 
 // Nested objects in the order in which they are written. Building a tree in memory first would look
 // every key up among all the others.

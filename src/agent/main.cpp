@@ -12,6 +12,7 @@
 #include "agent/inventory_command.h"
 #include "agent/output.h"
 #include "agent/query_command.h"
+#include "agent/report_command.h"
 #include "agent/run_command.h"
 #include "agent/show_command.h"
 
@@ -28,6 +29,9 @@ struct Dispatch {
   }
   int operator()(const agent::DiffOptions& options) const {
     return agent::RunDiff(common, options);
+  }
+  int operator()(const agent::ReportOptions& options) const {
+    return agent::RunReport(common, options);
   }
   int operator()(const agent::QueryOptions& options) const {
     return agent::RunQuery(common, options);

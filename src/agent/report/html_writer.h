@@ -1,0 +1,49 @@
+// Writing HTML: markup that stands in the source, and everything else escaped.
+
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "agent/report/escaped_text.h"
+
+namespace agent {
+
+// Known to the compiler, so that no text from outside can be taken for it.
+class Markup {
+ public:
+  // NOLINTNEXTLINE(google-explicit-constructor): html << "<td>"
+  consteval Markup(const char* literal) : text(literal) {}
+
+  std::string_view Text() const { return text; }
+
+ private:
+  std::string_view text;
+};
+
+// A text that is neither Markup nor EscapedText does not compile.
+class HtmlWriter {
+ public:
+  HtmlWriter& operator<<(Markup markup) {
+    html += markup.Text();
+    return *this;
+  }
+  HtmlWriter& operator<<(const EscapedText& text) {
+    html += text.Html();
+    return *this;
+  }
+  HtmlWriter& operator<<(std::same_as<size_t> auto number) {
+    html += std::to_string(number);
+    return *this;
+  }
+
+  std::string Take() { return std::move(html); }
+
+ private:
+  std::string html;
+};
+
+}  // namespace agent
