@@ -9,7 +9,6 @@ pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 pkg_check_modules(PUGIXML REQUIRED IMPORTED_TARGET pugixml)
 pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
-pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)
 find_package(spdlog REQUIRED)
 
 # korcore

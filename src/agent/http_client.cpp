@@ -1,7 +1,6 @@
 #include "agent/http_client.h"
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,14 +8,42 @@
 #include <cerrno>
 #include <string_view>
 
+#include "kor/late_curl.h"
+
 namespace agent {
 namespace {
+
+using late_curl::curl_easy_cleanup;
+using late_curl::curl_easy_getinfo;
+using late_curl::curl_easy_init;
+using late_curl::curl_easy_reset;
+using late_curl::curl_easy_setopt;
+using late_curl::curl_easy_strerror;
+using late_curl::curl_free;
+using late_curl::curl_global_init;
+using late_curl::curl_multi_add_handle;
+using late_curl::curl_multi_cleanup;
+using late_curl::curl_multi_info_read;
+using late_curl::curl_multi_init;
+using late_curl::curl_multi_perform;
+using late_curl::curl_multi_poll;
+using late_curl::curl_multi_remove_handle;
+using late_curl::curl_multi_wakeup;
+using late_curl::curl_slist_append;
+using late_curl::curl_slist_free_all;
+using late_curl::curl_url;
+using late_curl::curl_url_cleanup;
+using late_curl::curl_url_get;
+using late_curl::curl_url_set;
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 struct UrlCleanup {
   void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+struct TextCleanup {
+  void operator()(char* text) const { curl_free(text); }
 };
 struct EasyCleanup {
   void operator()(CURL* transfer) const { curl_easy_cleanup(transfer); }
@@ -28,15 +55,18 @@ struct ListCleanup {
   void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
+constexpr const char* kUnusable = "libcurl cannot be used";
+
 bool InitialiseOnce() {
-  static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
-  return result == CURLE_OK;
+  static const bool isUsable =
+      KorTransferLibrariesAreThere() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+  return isUsable;
 }
 
 std::string PartOf(CURLU* url, CURLUPart part) {
   char* text = nullptr;
   if (curl_url_get(url, part, &text, 0) != CURLUE_OK) return {};
-  const std::unique_ptr<char, decltype(&curl_free)> owner(text, curl_free);
+  const std::unique_ptr<char, TextCleanup> owner(text);
   return text;
 }
 
@@ -152,6 +182,7 @@ Headers MakeHeaders(const HttpRequest& request, const HttpSettings& settings) {
 }  // namespace
 
 Result<KorString> CheckServerUrl(const KorString& text) {
+  if (!InitialiseOnce()) return Failure{kUnusable};
   const std::unique_ptr<CURLU, UrlCleanup> url(curl_url());
   if (curl_url_set(url.get(), CURLUPART_URL, text.CStr(), 0) != CURLUE_OK) {
     return Failure{"write a URL such as https://inventory.example/agents"};
@@ -258,7 +289,7 @@ HttpAnswer HttpClient::Send(const HttpRequest& request) {
   HttpAnswer answer;
   CURL* transfer = state->transfer.get();
   if (transfer == nullptr || !state->multi) {
-    answer.error = "libcurl cannot be used";
+    answer.error = kUnusable;
     return answer;
   }
   Exchange exchange{request, answer, transfer};

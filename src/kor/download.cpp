@@ -1,4 +1,3 @@
-#include <curl/curl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,9 +14,23 @@
 #include "kor/atomic_file.h"
 #include "kor/debug.h"
 #include "kor/file.h"
+#include "kor/late_curl.h"
 #include "kor/thread.h"
 
 namespace {
+
+using late_curl::curl_easy_cleanup;
+using late_curl::curl_easy_init;
+using late_curl::curl_easy_perform;
+using late_curl::curl_easy_setopt;
+using late_curl::curl_easy_strerror;
+using late_curl::curl_free;
+using late_curl::curl_global_init;
+using late_curl::curl_url;
+using late_curl::curl_url_cleanup;
+using late_curl::curl_url_get;
+using late_curl::curl_url_set;
+using late_curl::curl_version_info;
 
 // An unattended download: it ends by itself whatever the other side does.
 constexpr uint64_t kMaximumSize = 64 * 1024 * 1024;
@@ -33,6 +46,9 @@ struct EasyCleanup {
 };
 struct UrlCleanup {
   void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+struct TextCleanup {
+  void operator()(char* text) const { curl_free(text); }
 };
 using Transfer = std::unique_ptr<CURL, EasyCleanup>;
 using ParsedUrl = std::unique_ptr<CURLU, UrlCleanup>;
@@ -74,9 +90,10 @@ int AbortWhenForced(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
   return KorThread::CurrentIsForced() ? 1 : 0;
 }
 
-CURLcode InitialiseOnce() {
-  static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
-  return result;
+bool InitialiseOnce() {
+  static const bool isUsable =
+      KorTransferLibrariesAreThere() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+  return isUsable;
 }
 
 // Of the schemes, those that this libcurl has: it refuses the whole list for one that it lacks.
@@ -93,7 +110,7 @@ std::string Offered(std::initializer_list<std::string_view> schemes) {
 std::string PartOf(const ParsedUrl& url, CURLUPart part, unsigned int flags) {
   char* text = nullptr;
   if (curl_url_get(url.get(), part, &text, flags) != CURLUE_OK) return {};
-  const std::unique_ptr<char, decltype(&curl_free)> owner(text, curl_free);
+  const std::unique_ptr<char, TextCleanup> owner(text);
   return text;
 }
 
@@ -148,7 +165,7 @@ KorString FetchFromFile(const ParsedUrl& url, Reception& reception) {
 }
 
 KorString Fetch(const KorString& url, const KorString& path) {
-  if (InitialiseOnce() != CURLE_OK) return "libcurl cannot be used";
+  if (!InitialiseOnce()) return "libcurl cannot be used";
   const ParsedUrl parsed(curl_url());
   const bool isUrl =
       PathIsUsable(url) && curl_url_set(parsed.get(), CURLUPART_URL, url.CStr(), 0) == CURLUE_OK;

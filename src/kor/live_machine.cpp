@@ -2,6 +2,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -168,11 +169,12 @@ class ShellProcess {
   // Nothing when the time is over first.
   std::optional<KorCommandResult> WaitForEnd(const Deadline& deadline) {
     // It usually ends at once, being at the end of its output. There is no descriptor to wait for
-    // it on every kernel, so the naps grow.
+    // it on every kernel; without one, the naps grow.
+    const Descriptor end = ProcessDescriptor();
     for (int nap = 1;; nap = std::min(2 * nap, kLongestNapMilliseconds)) {
       if (auto result = TryReap()) return result;
       if (IsOver(deadline)) return std::nullopt;
-      WaitReadable(-1, nap);
+      WaitReadable(end.Number(), end.Number() == -1 ? nap : MillisecondsUntil(deadline));
       ThrowIfForced();
     }
   }
@@ -187,6 +189,11 @@ class ShellProcess {
     if (found == -1) return KorCommandResult{Outcome::kStatusLost, 0, {}};
     if (WIFSIGNALED(status)) return KorCommandResult{Outcome::kKilled, WTERMSIG(status), {}};
     return KorCommandResult{Outcome::kExited, WEXITSTATUS(status), {}};
+  }
+
+  // Becomes readable when the process ends.
+  Descriptor ProcessDescriptor() const {
+    return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   }
 
   void KillGroup() {
@@ -209,7 +216,7 @@ enum class Reading { kEnd, kTooLong, kTimeOver };
 // Reads to the end, as a shell does for back-quotes: also what a process that the command left in
 // the background still prints. What passes the cap is cut.
 Reading ReadToEnd(int descriptor, const Deadline& deadline, std::string& output) {
-  const auto chunk = std::make_unique<char[]>(kChunkSize);
+  const auto chunk = std::make_unique_for_overwrite<char[]>(kChunkSize);
   for (;;) {
     const bool readable = WaitReadable(descriptor, MillisecondsUntil(deadline));
     ThrowIfForced();

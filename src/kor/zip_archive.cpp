@@ -8,8 +8,43 @@
 #include "kor/atomic_file.h"
 #include "kor/debug.h"
 #include "kor/file.h"
+#include "kor/late_function.h"
+
+// libzip, loaded when it is first called.
+namespace late_zip {
+
+const KorLateFunction<decltype(&::zip_discard)> zip_discard{"zip_discard"};
+const KorLateFunction<decltype(&::zip_error_code_zip)> zip_error_code_zip{"zip_error_code_zip"};
+const KorLateFunction<decltype(&::zip_error_fini)> zip_error_fini{"zip_error_fini"};
+const KorLateFunction<decltype(&::zip_error_init_with_code)> zip_error_init_with_code{
+    "zip_error_init_with_code"};
+const KorLateFunction<decltype(&::zip_error_strerror)> zip_error_strerror{"zip_error_strerror"};
+const KorLateFunction<decltype(&::zip_fclose)> zip_fclose{"zip_fclose"};
+const KorLateFunction<decltype(&::zip_file_get_error)> zip_file_get_error{"zip_file_get_error"};
+const KorLateFunction<decltype(&::zip_fopen_index)> zip_fopen_index{"zip_fopen_index"};
+const KorLateFunction<decltype(&::zip_fread)> zip_fread{"zip_fread"};
+const KorLateFunction<decltype(&::zip_get_error)> zip_get_error{"zip_get_error"};
+const KorLateFunction<decltype(&::zip_get_num_entries)> zip_get_num_entries{"zip_get_num_entries"};
+const KorLateFunction<decltype(&::zip_open)> zip_open{"zip_open"};
+const KorLateFunction<decltype(&::zip_stat_index)> zip_stat_index{"zip_stat_index"};
+
+}  // namespace late_zip
 
 namespace {
+
+using late_zip::zip_discard;
+using late_zip::zip_error_code_zip;
+using late_zip::zip_error_fini;
+using late_zip::zip_error_init_with_code;
+using late_zip::zip_error_strerror;
+using late_zip::zip_fclose;
+using late_zip::zip_file_get_error;
+using late_zip::zip_fopen_index;
+using late_zip::zip_fread;
+using late_zip::zip_get_error;
+using late_zip::zip_get_num_entries;
+using late_zip::zip_open;
+using late_zip::zip_stat_index;
 
 constexpr uint64_t kMaximumSize = 64 * 1024 * 1024;
 
@@ -21,6 +56,21 @@ struct CloseEntry {
 };
 using Archive = std::unique_ptr<zip_t, Discard>;
 using Entry = std::unique_ptr<zip_file_t, CloseEntry>;
+
+Archive Open(const KorString& path, int& error) {
+  if (!PathIsUsable(path)) {
+    error = ZIP_ER_NOENT;
+  } else if (!KorTransferLibrariesAreThere()) {
+    error = ZIP_ER_OPNOTSUPP;
+  } else {
+    return Archive(zip_open(path.CStr(), ZIP_RDONLY, &error));
+  }
+  return nullptr;
+}
+
+zip_uint64_t CountEntries(zip_t* archive) {
+  return static_cast<zip_uint64_t>(zip_get_num_entries(archive, 0));
+}
 
 int LastErrorOf(zip_t* archive) {
   return zip_error_code_zip(zip_get_error(archive));
@@ -86,11 +136,7 @@ struct ZipArchive::State {
 
 ZipArchive::ZipArchive(const KorString& path, int) : state(std::make_unique<State>()) {
   state->path = path;
-  if (!PathIsUsable(path)) {
-    state->error = ZIP_ER_NOENT;
-  } else {
-    state->archive.reset(zip_open(path.CStr(), ZIP_RDONLY, &state->error));
-  }
+  state->archive = Open(path, state->error);
 }
 
 ZipArchive::~ZipArchive() = default;
@@ -100,8 +146,7 @@ int ZipArchive::GetLastError() const {
 }
 
 uint64_t ZipArchive::GetCount() const {
-  if (!state->archive) return 0;
-  return static_cast<uint64_t>(zip_get_num_entries(state->archive.get(), 0));
+  return state->archive ? CountEntries(state->archive.get()) : 0;
 }
 
 bool ZipArchive::Extract(uint64_t n, const KorString& path) {
