@@ -119,10 +119,9 @@ void WriteMemory(const MemorySizes& sizes, HtmlWriter& html) {
   const uint64_t share = sizes.memory * kBarWidth / (sizes.memory + sizes.swap);
   html << "<h3>Memory</h3>\n<ul class=\"bars\">\n<li>"
           "<p class=\"bar-name\"><strong>"
-       << EscapedText(MemorySizeText(sizes.memory)) << "</strong> <span>of memory</span>";
+       << EscapedText(MemorySizeText(sizes.memory)) << "</strong> <span>memory</span>";
   if (sizes.swap > 0) {
-    html << " <b class=\"second\">" << EscapedText(MemorySizeText(sizes.swap))
-         << " of swap space</b>";
+    html << " <b class=\"second\">" << EscapedText(MemorySizeText(sizes.swap)) << " swap space</b>";
   }
   html << "</p>\n";
   WriteBar(share, kBarWidth - share, html);

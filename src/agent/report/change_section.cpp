@@ -24,7 +24,7 @@ class Row {
   Row(const ObjBase& element, HtmlWriter& writer) : html(writer) {
     OpenRow(element, html);
     html << "<td>";
-    WriteChangeTag(element, html);
+    WriteChangeBox(element, html);
     html << "</td>";
   }
   ~Row() { html << "</tr>\n"; }

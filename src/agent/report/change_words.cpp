@@ -16,10 +16,15 @@ std::string_view ChangeWord(const ObjBase& element) {
   return element.HasMarks() ? "moved" : "";
 }
 
-void WriteChangeTag(const ObjBase& element, HtmlWriter& html) {
+void WriteChangeBox(const ObjBase& element, HtmlWriter& html) {
   const EscapedText word(ChangeWord(element));
   if (word.Html().empty()) return;
-  html << " <span class=\"tag " << word << "\">" << word << "</span>";
+  html << "<span class=\"tag " << word << "\">" << word << "</span>";
+}
+
+void WriteChangeTag(const ObjBase& element, HtmlWriter& html) {
+  if (!ChangeWord(element).empty()) html << " ";
+  WriteChangeBox(element, html);
 }
 
 void OpenRow(const ObjBase& element, HtmlWriter& html) {

@@ -13,6 +13,8 @@ namespace {
 // How many of a kind are named before the rest is counted.
 constexpr size_t kNamed = 3;
 
+constexpr const char* kProduct = "Computer System Product";
+
 // Those of the texts that say something, with blanks between them.
 std::string Joined(std::initializer_list<std::string> texts) {
   std::string all;
@@ -60,7 +62,6 @@ void AddNamed(const std::vector<std::string>& texts, std::vector<std::string>& d
 }
 
 GlanceItem System(const ObjInv& document) {
-  constexpr const char* kProduct = "Computer System Product";
   return Item(
       "System",
       Joined({FirstValue(document, kProduct, "Vendor"), FirstValue(document, kProduct, "Name")}),
@@ -90,6 +91,7 @@ GlanceItem Processors(const ObjInv& document) {
   item.value = CountText(processors.size(), "logical processor", "logical processors");
   std::vector<std::string> models;
   const auto counted = Counted(names);
+  models.reserve(counted.size());
   for (const auto& [name, count] : counted) {
     models.push_back(counted.size() == 1 ? name : std::to_string(count) + " × " + name);
   }
@@ -108,13 +110,14 @@ GlanceItem Memory(const ObjInv& document) {
 
 GlanceItem Firmware(const ObjInv& document) {
   std::string date = FirstValue(document, "BIOS", "ReleaseDate");
+  std::string serial = FirstValue(document, "BIOS", "SerialNumber");
+  if (serial == FirstValue(document, kProduct, "IdentifyingNumber")) serial.clear();
   constexpr std::string_view kMidnight = " 00:00:00";
   if (date.ends_with(kMidnight)) date.resize(date.size() - kMidnight.size());
   return Item("Firmware",
               Joined({FirstValue(document, "BIOS", "Manufacturer"),
                       FirstValue(document, "BIOS", "SMBIOSBIOSVersion")}),
-              {Prefixed("Released ", date),
-               Prefixed("Serial number ", FirstValue(document, "BIOS", "SerialNumber"))});
+              {Prefixed("Released ", date), Prefixed("Serial number ", serial)});
 }
 
 GlanceItem Disks(const ObjInv& document) {
