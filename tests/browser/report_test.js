@@ -177,6 +177,19 @@ describe("sorting", () => {
     assert.equal(await heading.getAttribute("aria-sort"), "none");
   });
 
+  test("shows the way it goes", async () => {
+    await open("server.html");
+    const button = section("Logical Disk").locator("thead button").first();
+    const arrow = () => button.evaluate(
+      (element) => getComputedStyle(element, "::after").content.replaceAll('"', ""));
+    const seen = [await arrow()];
+    for (let press = 0; press < 3; ++press) {
+      await button.click();
+      seen.push(await arrow());
+    }
+    assert.deepEqual(seen, ["\u2195", "\u2191", "\u2193", "\u2195"]);
+  });
+
   test("goes by what a value is, not by what it was", async () => {
     await open("server.html");
     await section("Logical Disk").getByRole("button", { name: "FreeSpace" }).click();
