@@ -5,13 +5,28 @@
 
 include(GoogleTest)
 
+option(KOR_WHOLE_TEST_PROGRAMS
+       "One ctest test for each test program: a sanitizer starts slowly, and so once only" OFF)
+
+# What AddressSanitizer keeps back of freed memory is not the program's: tests of memory see less of it.
+set(kor_test_environment "ASAN_OPTIONS=quarantine_size_mb=8")
+
 function(kor_add_tests name)
   cmake_parse_arguments(arg "" "" "SOURCES;PLACED_SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
   add_executable(${name} ${arg_SOURCES} ${arg_PLACED_SOURCES})
   set_target_properties(${name} PROPERTIES KOR_UNOPTIMISED ON)
   target_link_libraries(${name} PRIVATE kor_options ${arg_LIBRARIES} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  if(KOR_PRECOMPILE)
+    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${KOR_COMMON_HEADERS})
+  endif()
   set_property(SOURCE ${arg_PLACED_SOURCES} PROPERTY
     COMPILE_DEFINITIONS KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ${arg_DEFINITIONS})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+  if(KOR_WHOLE_TEST_PROGRAMS)
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_property(TEST ${name} PROPERTY ENVIRONMENT ${kor_test_environment})
+  else()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+      PROPERTIES TIMEOUT 300 ENVIRONMENT ${kor_test_environment})
+  endif()
 endfunction()

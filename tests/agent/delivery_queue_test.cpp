@@ -1,6 +1,7 @@
 #include "agent/delivery_queue.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -304,6 +305,9 @@ TEST(DeliveryQueue, KillAtAnyInstantLosesNothingThatWasAccepted) {
       Work(path, source, pipes[1]);
     }
     close(pipes[1]);
+    // Every other round is killed after something was accepted, however slow the machine is.
+    pollfd firstAccepted{pipes[0], POLLIN, 0};
+    if (round % 2 == 1) ASSERT_EQ(1, poll(&firstAccepted, 1, 60'000));
     std::this_thread::sleep_for(std::chrono::microseconds(micros(random)));
     kill(child, SIGKILL);
     const std::string told = ReadAllOf(pipes[0]);
@@ -324,7 +328,7 @@ TEST(DeliveryQueue, KillAtAnyInstantLosesNothingThatWasAccepted) {
     waiting.insert(item->id);
     ASSERT_TRUE(queue.Done(item->id).IsOk());
   }
-  EXPECT_GT(accepted.size(), 10U);
+  EXPECT_GE(accepted.size(), 10U);
   for (const std::string& id : accepted) {
     EXPECT_TRUE(waiting.contains(id) || mayBeGone.contains(id)) << id;
   }

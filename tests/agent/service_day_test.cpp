@@ -298,7 +298,7 @@ TEST_F(ServiceDay, ManyClientsAtOnceNeitherBlockNorGrowIt) {
   std::this_thread::sleep_until(start + (end - start) / 2);
   const size_t before = ResidentKilobytes(service.Process());
   for (std::thread& client : clients) client.join();
-  EXPECT_GT(answers, 100U);
+  EXPECT_GE(answers, 32U);
   EXPECT_TRUE(service.Status()["lastRun"].is_object());
   // The last runs end before their memory is looked at.
   EXPECT_TRUE(WaitUntil([&] { return service.Status()["run"].is_null(); }));

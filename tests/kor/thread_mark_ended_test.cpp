@@ -136,7 +136,7 @@ TEST(ThreadMarkEnded, CancelByForceReachesTheRemainsBeforeAWaitingRun) {
   ASSERT_TRUE(thread.Start());
   marked.Wait();
   ASSERT_TRUE(thread.Start());
-  EXPECT_TRUE(thread.Cancel(20, true));
+  EXPECT_TRUE(thread.Cancel(500, true));
   EXPECT_FALSE(thread.IsThreadRunning());
 }
 

@@ -178,7 +178,7 @@ TEST(ThreadCancel, ByForceUnwindsOutOfAPauseAndReleasesWhatWasHeld) {
     }
   });
   ASSERT_TRUE(thread.Start());
-  EXPECT_TRUE(thread.Cancel(50, true));
+  EXPECT_TRUE(thread.Cancel(500, true));
   EXPECT_TRUE(released);
 }
 
