@@ -87,12 +87,9 @@ const ActionDescription* Find(const std::vector<ActionDescription>& actions,
 }  // namespace
 
 Result<ConsoleRequest> ParseConsoleRequest(std::string_view line) {
-  ordered_json json;
-  try {
-    json = ordered_json::parse(line);
-  } catch (const ordered_json::exception& error) {
-    return Complaint(std::string("it is not JSON: ") + error.what());
-  }
+  const Result<ordered_json> parsed = ParseJson(line);
+  if (!parsed.IsOk()) return Failure{parsed.Reason()};
+  const ordered_json& json = parsed.Value();
   const Result<std::string> command = ReadCommand(json);
   if (!command.IsOk()) return Failure{command.Reason()};
   if (command.Value() == "status") return ConsoleRequest(StatusRequest());

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <vector>
 
 namespace agent {
 namespace {
@@ -11,6 +13,31 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr int kMaximumDepth = 64;
+// Of objects and lists; beyond what containers, with a list around each and a request around all,
+// have.
+constexpr size_t kMaximumLevels = 2 * kMaximumDepth + 8;
+constexpr size_t kMaximumMembers = 1024;
+
+// Watches the reading of a text, which it ends by an exception.
+class ReadingLimits {
+ public:
+  using Event = ordered_json::parse_event_t;
+
+  void Take(Event event) {
+    if (event == Event::object_start || event == Event::array_start) {
+      if (members.size() == kMaximumLevels) throw std::length_error("it is nested too deeply");
+      members.push_back(0);
+    } else if (event == Event::object_end || event == Event::array_end) {
+      members.pop_back();
+    } else if (event == Event::key && ++members.back() > kMaximumMembers) {
+      throw std::length_error("an object has more than " + std::to_string(kMaximumMembers) +
+                              " members");
+    }
+  }
+
+ private:
+  std::vector<size_t> members;  // of the open objects and lists, the outermost first
+};
 
 ordered_json ValueToJson(const KorContainer& container, const KorString& key,
                          KorContainer::Type type, size_t index) {
@@ -146,12 +173,25 @@ std::string ContainerToJsonText(const KorContainer& container, int indentation) 
   return JsonText(ContainerToJson(container), indentation);
 }
 
-Result<KorContainer> ContainerFromJsonText(std::string_view text) {
+Result<ordered_json> ParseJson(std::string_view text) {
+  ReadingLimits limits;
+  const auto watch = [&limits](int /*depth*/, ReadingLimits::Event event, ordered_json& /*value*/) {
+    limits.Take(event);
+    return true;
+  };
   try {
-    return ContainerFromJson(ordered_json::parse(text));
+    return ordered_json::parse(text, watch);
   } catch (const ordered_json::exception& error) {
     return Failure{KorString(std::string("it is not JSON: ") + error.what())};
+  } catch (const std::length_error& error) {
+    return Failure{KorString(error.what())};
   }
+}
+
+Result<KorContainer> ContainerFromJsonText(std::string_view text) {
+  const Result<ordered_json> json = ParseJson(text);
+  if (!json.IsOk()) return Failure{json.Reason()};
+  return ContainerFromJson(json.Value());
 }
 
 }  // namespace agent

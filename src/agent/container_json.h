@@ -24,6 +24,11 @@ Result<KorContainer> ContainerFromJson(const nlohmann::ordered_json& json);
 std::string ContainerToJsonText(const KorContainer& container, int indentation = -1);
 Result<KorContainer> ContainerFromJsonText(std::string_view text);
 
+// Reads JSON that somebody else has written. What would take without end to read or to take apart
+// is refused: an object with more than 1024 members (each is looked for among all others), and
+// levels without number.
+Result<nlohmann::ordered_json> ParseJson(std::string_view text);
+
 // Text of JSON that never fails: what is not UTF-8 becomes U+FFFD.
 std::string JsonText(const nlohmann::ordered_json& json, int indentation = -1);
 

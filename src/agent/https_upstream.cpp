@@ -114,7 +114,9 @@ Result<std::vector<InboxEntry>> HttpsUpstream::ListInbox() {
   if (!IsSuccess(answer)) return Failure{ReasonOf(answer)};
   std::vector<InboxEntry> entries;
   if (answer.status == 204) return entries;
-  const ordered_json json = ordered_json::parse(answer.body, nullptr, false);
+  const Result<ordered_json> parsed = ParseJson(answer.body);
+  if (!parsed.IsOk()) return Failure{KorString("the server's list: ") + parsed.Reason()};
+  const ordered_json& json = parsed.Value();
   if (!json.is_object() || !json.contains("Items") || !json["Items"].is_array()) {
     return Failure{"the server's list is not an object with an array \"Items\""};
   }

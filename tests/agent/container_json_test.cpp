@@ -57,4 +57,25 @@ TEST(ContainerJson, DeepNestingIsRefused) {
   EXPECT_FALSE(agent::ContainerFromJsonText(text).IsOk());
 }
 
+TEST(ContainerJson, LevelsWithoutNumberAreRefusedBeforeTheyTakeMemory) {
+  const agent::Result<KorContainer> result =
+      agent::ContainerFromJsonText(R"({"A":)" + std::string(1'000'000, '['));
+  ASSERT_FALSE(result.IsOk());
+  EXPECT_EQ(KorString("it is nested too deeply"), result.Reason());
+}
+
+TEST(ContainerJson, ObjectsOfManyMembersAreRefused) {
+  const auto text = [](size_t members) {
+    std::string all = R"({"Inner": [{"Small": 1}, {)";
+    for (size_t member = 0; member < members; ++member) {
+      all += (member == 0 ? "\"" : ",\"") + std::to_string(member) + "\":1";
+    }
+    return all + "}]}";
+  };
+  EXPECT_TRUE(agent::ContainerFromJsonText(text(1024)).IsOk());
+  const agent::Result<KorContainer> result = agent::ContainerFromJsonText(text(1025));
+  ASSERT_FALSE(result.IsOk());
+  EXPECT_EQ(KorString("an object has more than 1024 members"), result.Reason());
+}
+
 }  // namespace
