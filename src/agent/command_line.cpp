@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "agent/command_examples.h"
+#include "agent/completion.h"
 #include "agent/exit_code.h"
+#include "agent/usage_error.h"
 
 namespace agent {
 namespace {
@@ -242,6 +245,21 @@ CLI::App* AddInvoke(CLI::App& app, InvokeOptions& options) {
   return command;
 }
 
+// Not for people: packages write the scripts to where shells look for them.
+CLI::App* AddCompletion(CLI::App& app, CompletionOptions& options) {
+  CLI::App* command = app.add_subcommand("completion", "Print the completion for a shell");
+  command->group("");
+  const auto print = [&app, &options](const std::string& shell) {
+    if (shell != "bash" && shell != "zsh") {
+      throw CLI::ValidationError("SHELL", "'" + shell + "' is not bash or zsh");
+    }
+    const CompletedCommand program = DescribeForCompletion(app);
+    options.script = shell == "bash" ? BashCompletion(program) : ZshCompletion(program);
+  };
+  command->add_option_function<std::string>("SHELL", print, "bash or zsh")->required();
+  return command;
+}
+
 }  // namespace
 
 std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
@@ -258,7 +276,9 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   StatusOptions statusOptions;
   ActionsOptions actionsOptions;
   InvokeOptions invokeOptions;
+  CompletionOptions completionOptions;
   app.set_version_flag("--version", "kor-agent " KOR_AGENT_VERSION);
+  app.failure_message(UsageErrorText);
   app.require_subcommand(1);
   app.footer(std::string(kFooter) + kExitCodes);
   AddCommonOptions(app, line.common);
@@ -274,10 +294,12 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* status = AddStatus(app, statusOptions);
   CLI::App* actions = AddActions(app, actionsOptions);
   CLI::App* invoke = AddInvoke(app, invokeOptions);
+  CLI::App* completion = AddCompletion(app, completionOptions);
   for (CLI::App* command :
        {inventory, show, diff, report, query, check, apply, run, status, actions, invoke}) {
     command->fallthrough();
   }
+  AddExamples(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -303,6 +325,8 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
     line.command = actionsOptions;
   } else if (invoke->parsed()) {
     line.command = invokeOptions;
+  } else if (completion->parsed()) {
+    line.command = completionOptions;
   } else {
     line.command = inventoryOptions;
   }

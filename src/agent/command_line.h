@@ -87,11 +87,15 @@ struct InvokeOptions {
   std::string replayFile;  // empty: the live machine
 };
 
+struct CompletionOptions {
+  std::string script;
+};
+
 struct CommandLine {
   CommonOptions common;
   std::variant<InventoryOptions, ShowOptions, DiffOptions, ReportOptions, QueryOptions,
                FilterCheckOptions, FilterApplyOptions, RunOptions, StatusOptions, ActionsOptions,
-               InvokeOptions>
+               InvokeOptions, CompletionOptions>
       command;
 };
 

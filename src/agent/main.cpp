@@ -54,6 +54,10 @@ struct Dispatch {
   int operator()(const agent::InvokeOptions& options) const {
     return agent::RunInvoke(common, options);
   }
+  int operator()(const agent::CompletionOptions& options) const {
+    return agent::WriteToStandardOutput(options.script).IsOk() ? agent::kExitOk
+                                                               : agent::kExitNotWritten;
+  }
 };
 
 }  // namespace
