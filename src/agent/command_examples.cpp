@@ -31,7 +31,7 @@ constexpr CommandExamples kExamples[] = {
      "  kor-agent diff yesterday.xml today.xml --format json\n"},
     {"kor-agent query",
      "  kor-agent query 'select * from \"Logical Disk\"'\n"
-     "  kor-agent query 'select \"Processor Name\" from Processor' --format csv\n"},
+     "  kor-agent query 'select \"Name\" from \"Processor\"' --format csv\n"},
     {"kor-agent filter",
      "  kor-agent filter check fleet.xml\n"
      "  kor-agent filter apply fleet.xml inventory.xml translated.xml\n"},
