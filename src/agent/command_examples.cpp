@@ -29,6 +29,9 @@ constexpr CommandExamples kExamples[] = {
      "  kor-agent diff\n"
      "  kor-agent diff yesterday.xml\n"
      "  kor-agent diff yesterday.xml today.xml --format json\n"},
+    {"kor-agent report",
+     "  kor-agent report -o db01.html\n"
+     "  kor-agent report --old before.xml after.xml | ssh admin@example 'cat > change.html'\n"},
     {"kor-agent query",
      "  kor-agent query 'select * from \"Logical Disk\"'\n"
      "  kor-agent query 'select \"Name\" from \"Processor\"' --format csv\n"},

@@ -39,10 +39,7 @@ NO_COLOR in the environment.
 constexpr const char* kReportFooter =
     R"(Without FILE the report is of the latest inventory and marks what changed since the one last sent.
 Without -o it goes to standard output, or, where that is a terminal, to kor-agent-report.html in the
-working folder. Examples:
-
-  kor-agent report -o db01.html
-  kor-agent report --old before.xml after.xml | ssh admin@example 'cat > change.html'
+working folder.
 
 )";
 

@@ -26,11 +26,11 @@ std::vector<std::string> ChoicesOf(const std::string& description) {
 
 CompletedValue DescribeValue(const std::string& name, const std::string& description) {
   static const std::map<std::string, Completed> kinds = {
-      {"FILE", Completed::kFiles},     {"OLD", Completed::kFiles},
-      {"NEW", Completed::kFiles},      {"SRC", Completed::kFiles},
-      {"DST", Completed::kFiles},      {"DIR", Completed::kFolders},
-      {"FORMAT", Completed::kChoices}, {"LEVEL", Completed::kChoices},
-      {"ACTION", Completed::kActions},
+      {"FILE", Completed::kFiles},    {"FILE.html", Completed::kFiles},
+      {"OLD", Completed::kFiles},     {"NEW", Completed::kFiles},
+      {"SRC", Completed::kFiles},     {"DST", Completed::kFiles},
+      {"DIR", Completed::kFolders},   {"FORMAT", Completed::kChoices},
+      {"LEVEL", Completed::kChoices}, {"ACTION", Completed::kActions},
   };
   CompletedValue value;
   value.name = name;

@@ -52,7 +52,7 @@ OptionsOfCommands OptionsOfThePage() {
   for (const std::string& line : LinesOf(ReadFile(std::string(kPages) + "kor-agent.1"))) {
     if (line == ".Sh ENVIRONMENT") break;
     if (line.starts_with(".Ss ")) command = line.substr(4);
-    options[command].merge(MatchesIn(line, "^\\.It Fl (?:h , )?-([a-z-]+)"));
+    options[command].merge(MatchesIn(line, "^\\.It Fl (?:[a-z] , )?-([a-z-]+)"));
   }
   return options;
 }
@@ -73,7 +73,7 @@ void AddOptionsOfProgram(const std::string& command, OptionsOfCommands& options)
   words.emplace_back("--help");
   const std::string help = ProgramRun::Of(folder, words).output;
   const Names commands = MatchesIn(SectionOf(help, "Subcommands"), "^  ([a-z]+)");
-  Names found = MatchesIn(SectionOf(help, "Options"), "^  (?:-h,)?--([a-z-]+)");
+  Names found = MatchesIn(SectionOf(help, "Options"), "^  (?:-[a-z],)?--([a-z-]+)");
   if (!command.empty()) found.erase("help");
   if (command.empty() || commands.empty()) options[command] = found;
   for (const std::string& name : commands) {
