@@ -17,6 +17,7 @@
 #include "agent/host.h"
 #include "agent/machine_choice.h"
 #include "agent/output.h"
+#include "agent/scan_gaps.h"
 #include "agent/stop_signal.h"
 #include "agent/stored_inventory.h"
 #include "agent/terminal_log.h"
@@ -149,7 +150,7 @@ std::string Render(const Inventory& inventory, Format format) {
   return DocumentToTables(inventory.document, LayoutOfStandardOutput());
 }
 
-void PrintSummary(const ObjInv& document, Clock::duration duration, const std::string& failed) {
+void PrintCounts(const ObjInv& document, Clock::duration duration) {
   unsigned long instances = 0;
   for (const ObjType* type : document.Objects()) instances += type->Instances().Count();
   const auto tenths = static_cast<unsigned long>(
@@ -157,8 +158,17 @@ void PrintSummary(const ObjInv& document, Clock::duration duration, const std::s
   KorString summary;
   summary.Printf("%gu classes, %gu instances in %gu.%gu s", document.Objects().Count(), instances,
                  tenths / 10, tenths % 10);
-  if (!failed.empty()) summary += KorString("; scans that failed: " + failed);
   Complain(summary);
+}
+
+void PrintGaps(const ScanGaps& gaps) {
+  for (const std::string& line : gaps.Reasons()) Complain(KorString(line));
+}
+
+// What is empty without a reason, which is ordinary.
+void PrintEmptyClasses(const ScanGaps& gaps, const std::string& failedScans) {
+  for (const std::string& name : gaps.EmptyClasses()) Complain(KorString(name + ": nothing found"));
+  if (!failedScans.empty()) Complain(KorString("scans that failed: " + failedScans));
 }
 
 Result<KorString> ChooseHome(const CommonOptions& common,
@@ -226,26 +236,37 @@ class InventoryRun {
   int RunAndPrint() {
     const Clock::time_point start = Clock::now();
     FailedScans failedScans(host->Log());
+    std::optional<ScanGaps> gaps;
+    if (WantsSummary()) gaps.emplace(ThisProcess(options.replayFile.empty()));
     UploadWatch upload(*host);
     const Result<bool> endedWell = RunOnce(*host, options);
     if (StopSignal::Received() != 0) return kExitSignalBase + StopSignal::Received();
     if (!endedWell.IsOk()) return End(kExitFailed, endedWell.Reason());
     if (!endedWell.Value()) return End(kExitFailed, "the inventory run failed");
-    const int printed = Print(start, failedScans);
+    const int printed = Print(start);
+    if (gaps.has_value()) Explain(*gaps, failedScans);
     const int uploaded = options.upload ? EndUpload(upload) : kExitOk;
     if (StopSignal::Received() != 0) return kExitSignalBase + StopSignal::Received();
     return printed == kExitOk ? uploaded : printed;
   }
 
-  int Print(Clock::time_point start, FailedScans& failedScans) {
+  int Print(Clock::time_point start) {
     const auto inventory = ReadInventory(host->GetHome());
     if (!inventory.IsOk()) return End(kExitNotWritten, inventory.Reason());
     const Result<void> printed = WriteToStandardOutput(Render(*inventory.Value(), options.format));
     if (!printed.IsOk()) return End(kExitNotWritten, printed.Reason());
-    if (WantsSummary()) {
-      PrintSummary(inventory.Value()->document, Clock::now() - start, failedScans.Names());
-    }
+    if (WantsSummary()) PrintCounts(inventory.Value()->document, Clock::now() - start);
     return kExitOk;
+  }
+
+  void Explain(const ScanGaps& gaps, FailedScans& failedScans) const {
+    PrintGaps(gaps);
+    if (common.logLevel <= KorLogLevel::kDetail) PrintEmptyClasses(gaps, failedScans.Names());
+    if (temporaryHome.has_value()) return;
+    const Result<KorString> stored = LatestInventoryFile(host->GetHome());
+    if (!stored.IsOk()) return;
+    Complain("the inventory is in '" + stored.Value() + "', the log in '" +
+             host->GetHome().DataDir() + "kor-agent.log'");
   }
 
   bool WantsSummary() const {

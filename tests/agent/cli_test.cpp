@@ -212,6 +212,26 @@ TEST_F(Cli, SummaryTellsWhatWasFoundAndWhatFailed) {
   EXPECT_FALSE(Contains(errors, "desktop monitor")) << errors;
 }
 
+TEST_F(Cli, SummaryTellsWhyThereAreGapsAndWhereTheFilesAre) {
+  const KorString machine = folder.Write("some.machine",
+                                         "kor-recording 1\n"
+                                         "command /sbin/ifconfig -a\nexit 127\n"
+                                         "command dmidecode -qs bios-vendor\nexit 1\n"
+                                         "command cat /proc/uptime\nexit 0\n|12.50 1.00\n");
+  EXPECT_EQ(0, RunAtHome({"inventory", "--log-level", "detail", "--replay", machine.Str()}));
+  EXPECT_TRUE(Contains(errors,
+                       "kor-agent: Network Adapter, Network Adapter Configuration: ifconfig was "
+                       "not there\n"))
+      << errors;
+  EXPECT_TRUE(Contains(errors, "kor-agent: BIOS: dmidecode failed with status 1: ")) << errors;
+  EXPECT_TRUE(Contains(errors, "kor-agent: Keyboard: nothing found\n")) << errors;
+  EXPECT_FALSE(Contains(errors, "kor-agent: OS Performance")) << errors;
+  const std::string stored = folder.Path("home/data/HardwareInventory/").Str();
+  EXPECT_TRUE(Contains(errors, "kor-agent: the inventory is in '" + stored +
+                                   "HardwareInventoryLast.xml', the log in '"))
+      << errors;
+}
+
 TEST_F(Cli, RecordingThatIsNoneIsRefused) {
   const KorString machine = folder.Write("bad.machine", "something else\n");
   EXPECT_EQ(3, RunAtHome({"inventory", "--replay", machine.Str()}));
