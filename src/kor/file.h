@@ -19,7 +19,7 @@ bool FileExists(const KorString& path);
 
 // True when the file is gone afterwards, also when it was not there. Folders are not removed. The
 // flag is ignored.
-bool FileDelete(const KorString& path, int flag);
+bool FileDelete(const KorString& path, int flag = 1);
 
 // Replaces the target; the rename is made durable (folder fsync).
 bool FileRename(const KorString& from, const KorString& to);
@@ -70,5 +70,5 @@ void SplitPath(const KorString& path, KorString& drive, KorString& directory, Ko
 KorString CompletePath(const KorString& path);
 
 // Fetches the URL (http, https, ftp, file) into the file. 0 when done; another number on failure,
-// with the reason in the framework's log; a partial file is removed.
-int FileCopyNet(const KorString& url, const KorString& path, int flag);
+// with the reason in the framework's log; a partial file is removed. The flag is ignored.
+int FileCopyNet(const KorString& url, const KorString& path, int flag = 0);

@@ -25,7 +25,7 @@ int FindPcreSimple(const char* text, size_t length, const KorString& pattern, in
 
 // The same on a string. The two trailing arguments are ignored.
 int FindPcre(const KorString& subject, const KorString& pattern, KorVector<KorString>& captures,
-             int options, int unused1, int unused2);
+             int options = 0, int unused1 = 1, int unused2 = 1);
 
 // Where in the text the first match at or after `from` begins and ends; false, and nothing set,
 // without one.

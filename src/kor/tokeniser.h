@@ -10,7 +10,7 @@
 class StringTokeniser {
  public:
   // The flag is ignored.
-  StringTokeniser(const KorString& text, const KorString& separator, int flag);
+  StringTokeniser(const KorString& text, const KorString& separator, int flag = 0);
 
   // Non-zero with the next piece in *token, zero at the end (*token is then left as it was).
   int GetNextToken(KorString* token);

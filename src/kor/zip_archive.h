@@ -10,7 +10,7 @@
 class ZipArchive {
  public:
   // The mode is ignored: archives are opened for reading.
-  ZipArchive(const KorString& path, int mode);
+  explicit ZipArchive(const KorString& path, int mode = 1);
   ~ZipArchive();
   ZipArchive(const ZipArchive&) = delete;
   ZipArchive& operator=(const ZipArchive&) = delete;

@@ -49,8 +49,8 @@ uint32_t ActionDbRegisterAction(const KorString& signature, ActionHandler handle
 // of the handler is logged and counts as ACTIONDB_ERROR_FAILURE. The result is also put into the
 // container under ACTIONDB_ERRORCODE when the action is known. The trailing arguments are ignored.
 uint32_t ActionDbInvokeContainer(const KorString& target, const KorString& action,
-                                 KorContainer& container, int unused1, int unused2, int unused3,
-                                 int unused4);
+                                 KorContainer& container, int unused1 = 0, int unused2 = -1,
+                                 int unused3 = -1, int unused4 = 0);
 
 // All actions in the order of their registration.
 std::vector<ActionDescription> ActionDbActions();

@@ -52,7 +52,7 @@ class KorAssignment {
   // false, in a file that the container names, whose type must be strFILETYPE (a file was
   // received). The second flag is ignored. The result is told by IsValid().
   void Initialise(const KorString& moduleName, KorContainer* parameters, KorDebugContext* context,
-                  bool contentInContainer, bool unused);
+                  bool contentInContainer, bool unused = false);
 
   // Whether this is a complete assignment for the module. What is missing in one that is meant for
   // the module is logged as a warning.

@@ -11,7 +11,7 @@
 // Subscribes the action of that signature to the event. 0 when done, ACTIONDB_ERROR_ACTIONDUPLICATE
 // when that subscription exists. The trailing argument is ignored.
 uint32_t CallbackDbRegisterAction(const KorString& event, const KorString& actionSignature,
-                                  const KorString& target, int unused);
+                                  const KorString& target, int unused = 0);
 
 // Removes the subscription. 0 when done, ACTIONDB_ERROR_ACTIONNOTFOUND when there was none.
 uint32_t CallbackDbDeleteAction(const KorString& event, const KorString& actionSignature,

@@ -20,7 +20,7 @@ struct ModuleTimerEntry {
 // that comes while the same entry's action is still queued or running is skipped. The trailing
 // argument is ignored. Always true.
 bool SetModuleTimerEntry(const KorString& name, const KorString& action, uint32_t seconds,
-                         int unused);
+                         int unused = 0);
 
 // The entries in the order of their creation.
 std::vector<ModuleTimerEntry> ModuleTimerEntries();

@@ -82,7 +82,7 @@ class ObjTypeAttr : public ObjBase {
   }
 
   // A full copy, owned by the caller. The argument is ignored.
-  ObjTypeAttr* Clone(unsigned long what) const;
+  ObjTypeAttr* Clone(unsigned long what = 8) const;
 
  private:
   ObjDefinition definition;

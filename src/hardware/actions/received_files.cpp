@@ -8,7 +8,7 @@ namespace {
 
 uint32_t ReceiveTranslationFile(KorContainer* container) {
   HardwareAssignment assignment;
-  assignment.Initialise("HardwareInventory", container, KorAgentGetDebugContext(), false, false);
+  assignment.Initialise("HardwareInventory", container, KorAgentGetDebugContext(), false);
   container->Clear();
   if (!assignment.IsValid()) return FILESTORE_ERROR_HANDLERIGNORED;
   debugInv.PrintWithNL("Received file of type '%S'", KorAssignment::strFILETYPE);

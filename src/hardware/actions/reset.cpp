@@ -7,7 +7,7 @@ namespace {
 
 void ForgetSentInventory() KOR_EXCLUDES(mutexInv) {
   const KorMutexLock lock(mutexInv);
-  if (FileExists(strModuleSentDataFile) && !FileDelete(strModuleSentDataFile, 1)) {
+  if (FileExists(strModuleSentDataFile) && !FileDelete(strModuleSentDataFile)) {
     debugInv.ErrorWithNL("Failed to remove file '%S'", strModuleSentDataFile);
   }
 }

@@ -3,5 +3,5 @@
 #include "korcore/module_timer.h"
 
 void HardwareInventory::SetUploadTimer(uint32_t seconds) {
-  SetModuleTimerEntry("HardwareUploadInventory", "HardwareUploadInventory", seconds, 0);
+  SetModuleTimerEntry("HardwareUploadInventory", "HardwareUploadInventory", seconds);
 }

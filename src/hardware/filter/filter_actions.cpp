@@ -61,7 +61,7 @@ uint32_t ActionHandler_HardwareInventoryApplyFilter(KorContainer* params) {
   params->GetString("SrcFilePath", source);
   params->GetString("DstFilePath", destination);
   if (!CheckPaths(source, destination)) return ACTIONDB_ERROR_BADPARAM;
-  if (FileExists(destination) && !FileDelete(destination, 1)) {
+  if (FileExists(destination) && !FileDelete(destination)) {
     debugInv.ErrorWithNL("Failed to remove file (%S)", destination);
     return ACTIONDB_ERROR_FAILURE;
   }

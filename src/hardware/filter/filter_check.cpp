@@ -79,7 +79,7 @@ bool CountGroups(const KorString& regex, size_t& count) {
   KorString reason;
   KorVector<KorString> groups;
   if (!CheckRegex(withEmpty, reason)) return false;
-  if (FindPcre("", withEmpty, groups, 0, 1, 1) == 0) return false;
+  if (FindPcre("", withEmpty, groups) == 0) return false;
   count = groups.Count();
   return true;
 }

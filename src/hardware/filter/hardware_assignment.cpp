@@ -31,7 +31,7 @@ bool FindTarget(KorString& path) {
 }
 
 bool ReplaceFile(const KorString& path, const KorString& content) KOR_REQUIRES(mutexInv) {
-  if (FileExists(path) && !FileDelete(path, 1)) {
+  if (FileExists(path) && !FileDelete(path)) {
     debugInv.ErrorWithNL("Failed to remove file '%S'", path);
     return false;
   }
@@ -58,7 +58,7 @@ int64_t HardwareAssignment::Delete() {
 }
 
 int64_t HardwareAssignment::AssignAndUpdate(const char* okStatus) {
-  StringTokeniser tokeniser(GetName(), "_", 0);
+  StringTokeniser tokeniser(GetName(), "_");
   const KorString identifier = tokeniser.NextToken();
   KorString path;
   if (!FindTarget(path)) return Report(kConfigureFailure, identifier);
@@ -76,7 +76,7 @@ int64_t HardwareAssignment::Report(const char* status, const KorString& identifi
 
 uint32_t ActionHandler_HardwareAssign(KorContainer* parameters) {
   HardwareAssignment assignment;
-  assignment.Initialise("HardwareInventory", parameters, KorAgentGetDebugContext(), true, false);
+  assignment.Initialise("HardwareInventory", parameters, KorAgentGetDebugContext(), true);
   if (assignment.IsValid()) assignment.PerformAssignment();
   return 0;
 }

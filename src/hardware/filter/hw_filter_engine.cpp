@@ -103,7 +103,7 @@ bool EnsureDefinition(ObjType& type, const KorString& source, const KorString& t
     debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x2)", source, target);
     return false;
   }
-  std::unique_ptr<ObjTypeAttr> clone(definition->Clone(8));
+  std::unique_ptr<ObjTypeAttr> clone(definition->Clone());
   if (clone == nullptr) {
     debugInv.TraceWithNL("Failed to rename attribute from '%S' to '%S' (0x3)", source, target);
     return false;

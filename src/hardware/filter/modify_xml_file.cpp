@@ -119,12 +119,12 @@ void EditTree(MarkupElementNode& root, const Edit& edit) {
 // Readers hold the module's lock, so they see the old file or the new one.
 void Replace(const KorString& path, const KorString& content) KOR_EXCLUDES(mutexInv) {
   const KorString temporary = path + "~";
-  FileDelete(temporary, 1);
+  FileDelete(temporary);
   if (!SaveFileFromString(temporary, content)) return;
   const KorMutexLock lock(mutexInv);
   if (FileRename(temporary, path)) return;
   debugInv.ErrorWithNL("Failed to rename file '%S' to '%S'", temporary, path);
-  FileDelete(temporary, 1);
+  FileDelete(temporary);
 }
 
 void EditFile(const KorString& path, const Edit& edit) KOR_EXCLUDES(mutexInv) {

@@ -24,7 +24,7 @@ bool StoreInventory(const ObjInv& document) KOR_EXCLUDES(mutexInv) {
   const KorString& last = strModuleLastDataFile;
   const KorString& dump = strModuleLastDumpFile;
   const KorMutexLock lock(mutexInv);
-  if (FileExists(last) && !FileDelete(last, 1)) {
+  if (FileExists(last) && !FileDelete(last)) {
     debugInv.ErrorWithNL("Failed to remove file '%S'", last);
     return false;
   }

@@ -5,7 +5,7 @@
 namespace HardwareInventory {
 
 bool InvokeLocalAction(const KorString& action, KorContainer& container) {
-  return ActionDbInvokeContainer("", action, container, 0, -1, -1, 0) == ACTIONDB_ERROR_SUCCESS;
+  return ActionDbInvokeContainer("", action, container) == ACTIONDB_ERROR_SUCCESS;
 }
 
 bool AskDeviceGuid(KorString& guid) {

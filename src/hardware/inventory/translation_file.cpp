@@ -9,13 +9,13 @@ namespace HardwareInventory {
 namespace {
 
 bool Remove(const KorString& path) {
-  if (FileDelete(path, 1)) return true;
+  if (FileDelete(path)) return true;
   debugInv.ErrorWithNL("Failed to remove file '%S'", path);
   return false;
 }
 
 void RemoveDownload() {
-  if (FileDelete(strModuleFilterFileTmp, 1)) return;
+  if (FileDelete(strModuleFilterFileTmp)) return;
   debugInv.WarningWithNL("Failed to remove file '%S'", strModuleFilterFileTmp);
 }
 
@@ -53,7 +53,7 @@ bool GetLocalFile(const KorString& name, KorString& path) KOR_REQUIRES(mutexInv)
 // Whether the download is an archive of one entry. Its entry is then extracted; a failure to do so
 // is logged and leaves no file.
 bool ExtractDownload() KOR_REQUIRES(mutexInv) {
-  ZipArchive archive(strModuleFilterFileTmp, 1);
+  ZipArchive archive(strModuleFilterFileTmp);
   if (archive.GetLastError() != 0 || archive.GetCount() != 1) return false;
   if (!archive.Extract(1, strModuleFilterFileNet)) {
     debugInv.ErrorWithNL("Failed to extract file from archive");
@@ -77,7 +77,7 @@ bool UnpackDownload() KOR_REQUIRES(mutexInv) {
 bool GetNetFile(const KorString& url, KorString& path) KOR_REQUIRES(mutexInv) {
   if (FileExists(strModuleFilterFileNet) && !Remove(strModuleFilterFileNet)) return false;
   if (FileExists(strModuleFilterFileTmp) && !Remove(strModuleFilterFileTmp)) return false;
-  if (FileCopyNet(url, strModuleFilterFileTmp, 0) != 0) {
+  if (FileCopyNet(url, strModuleFilterFileTmp) != 0) {
     debugInv.ErrorWithNL("Failed to retrieve file from URL '%S'", url);
     return false;
   }

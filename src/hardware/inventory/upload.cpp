@@ -20,12 +20,12 @@ uint32_t Now() {
 }
 
 void RemoveOrWarn(const KorString& path) {
-  if (!FileDelete(path, 1)) debugInv.WarningWithNL("Failed to remove file '%S'", path);
+  if (!FileDelete(path)) debugInv.WarningWithNL("Failed to remove file '%S'", path);
 }
 
 void DropUnchanged() KOR_REQUIRES(mutexInv) {
   debugInv.PrintWithNL("Not sending unchanged hardware inventory");
-  FileDelete(strModuleLastDataFile, 0);
+  FileDelete(strModuleLastDataFile);
 }
 
 // What is known of the inventory last sent when another one is to be sent.
@@ -159,7 +159,7 @@ bool ProcessUpload(ObjInv& document, bool differential, bool force, bool bypass)
 
 bool ProcessSend(const ObjInv& document, bool bypass) {
   const KorString& path = strModuleUpldDataFile;
-  if (FileExists(path) && !FileDelete(path, 1)) {
+  if (FileExists(path) && !FileDelete(path)) {
     debugInv.ErrorWithNL("Failed to remove file '%S'", path);
     return false;
   }

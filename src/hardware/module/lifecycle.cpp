@@ -115,7 +115,7 @@ uint64_t ModuleRegister(const void* handle) {
         [&action](KorContainer* container) { return RunHandler(action, container); }, handle);
   }
   for (const Subscription& subscription : kSubscriptions) {
-    CallbackDbRegisterAction(subscription.event, subscription.action, "", 0);
+    CallbackDbRegisterAction(subscription.event, subscription.action, "");
   }
   return kModuleSuccess;
 }

@@ -7,7 +7,7 @@ namespace HardwareInventory {
 
 uint64_t DiskMegabytes(const KorString& line, const KorString& pattern) {
   KorVector<KorString> groups;
-  if (FindPcre(line, pattern, groups, 0, 1, 1) == 0) return 0;
+  if (FindPcre(line, pattern, groups) == 0) return 0;
   return groups[0].ToUINT64() / 1000;
 }
 

@@ -45,7 +45,7 @@ void AddPartition(ObjType& type, const KorString& line) {
   KorVector<KorString> groups;
   const Printed printed{kDiskListingCommand, line};
   const KorTraceSource source = printed.Searched(kPartitionPattern, 0);
-  if (FindPcre(line, kPartitionPattern, groups, 0, 1, 1) == 0) {
+  if (FindPcre(line, kPartitionPattern, groups) == 0) {
     TellTextSkipped(type, source);
     return;
   }

@@ -84,8 +84,8 @@ void SetGateway(const Interface& interface) {
     TellAbsent(interface.configuration, "DefaultIPGateway", {source}, kNothingPrinted);
     return;
   }
-  SetValue(interface.configuration, "DefaultIPGateway",
-           StringTokeniser(gateways, "\n", 0).NextToken(), {source}, "the first line");
+  SetValue(interface.configuration, "DefaultIPGateway", StringTokeniser(gateways, "\n").NextToken(),
+           {source}, "the first line");
 }
 
 void SetPciDescription(const Interface& interface) {

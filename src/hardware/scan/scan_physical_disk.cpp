@@ -48,7 +48,7 @@ Disk& DiskNamed(std::vector<Disk>& disks, const KorString& name) {
 
 void CountPartition(const ObjType& type, std::vector<Disk>& disks, const KorString& line) {
   KorVector<KorString> groups;
-  if (FindPcre(line, kDiskPattern, groups, 0, 1, 1) == 0) {
+  if (FindPcre(line, kDiskPattern, groups) == 0) {
     TellTextSkipped(type, Printed{kDiskListingCommand, line}.Searched(kDiskPattern, 0));
     return;
   }

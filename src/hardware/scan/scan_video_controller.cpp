@@ -47,7 +47,7 @@ struct Adapter {
 
 Adapter ReadListingLine(const KorString& line) {
   Adapter adapter;
-  StringTokeniser fields(line, ":", 0);
+  StringTokeniser fields(line, ":");
   fields.NextToken();
   adapter.deviceClass = fields.NextToken();
   adapter.description = fields.NextToken();

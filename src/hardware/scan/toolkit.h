@@ -103,7 +103,7 @@ KorString OutputOf(const KorString& command);
 // Calls visit(const KorString&) for each piece between occurrences of the separator.
 template <typename Visit>
 void ForEachPiece(const KorString& text, const KorString& separator, Visit visit) {
-  StringTokeniser pieces(text, separator, 0);
+  StringTokeniser pieces(text, separator);
   KorString piece;
   while (pieces.GetNextToken(&piece) != 0) visit(piece);
 }

@@ -100,7 +100,7 @@ void SetFromScreens(ObjInst& instance, const KorString& text, const KorString& d
 
 void SetFromXConfiguration(ObjInst& instance, const KorVector<KorString>& keywords) {
   const KorString text = OutputOf(kConfigurationCommand);
-  StringTokeniser sections(text, "EndSection", 0);
+  StringTokeniser sections(text, "EndSection");
   KorString section;
   const KorString* keyword = nullptr;
   while (keyword == nullptr && sections.GetNextToken(&section) != 0) {
