@@ -1,5 +1,6 @@
 // What is done under the module's lock, and what is not.
 
+#include <algorithm>
 #include <map>
 
 #include "hardware/inventory/upload.h"
@@ -8,6 +9,7 @@
 namespace {
 
 using HardwareInventory::debugInv;
+using HardwareInventory::mutexInv;
 using HardwareInventory::threadInv;
 
 class ModuleLockTest : public ModuleFixture {
@@ -21,6 +23,12 @@ class ModuleLockTest : public ModuleFixture {
     bool IsHeldAt(const std::string& text) const { return held.contains(text) && held.at(text); }
     bool IsFreeAt(const std::string& text) const { return held.contains(text) && !held.at(text); }
 
+    // Of all messages, of which there is at least one.
+    bool WasHeldThroughout() const {
+      return !held.empty() && std::all_of(held.begin(), held.end(),
+                                          [](const auto& message) { return message.second; });
+    }
+
    private:
     std::map<std::string, bool> held;
   };
@@ -30,6 +38,21 @@ class ModuleLockTest : public ModuleFixture {
     debugInv.SetContext(&lockLog);
   }
   void TearDown() override { debugInv.SetContext(&log); }
+
+  // Whether that cannot end while somebody else holds the lock. What waits never ends too early,
+  // however slow the machine is.
+  template <typename Body>
+  static bool Waits(Body body) {
+    std::future<void> ended;
+    bool waited = false;
+    {
+      const KorMutexLock lock(mutexInv);
+      ended = std::async(std::launch::async, body);
+      waited = ended.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
+    }
+    ended.get();
+    return waited;
+  }
 
   LockLog lockLog;
 };
@@ -91,6 +114,50 @@ TEST_F(ModuleLockTest, TheActionsHoldItWhileTheyLookAtTheInventories) {
   ASSERT_TRUE(PathCreate(sent + "/in/the/way"));
   Invoke("HardwareInventoryInventoryReset");
   EXPECT_TRUE(lockLog.IsHeldAt("Failed to remove file '" + sent.Str() + "'"));
+}
+
+TEST_F(ModuleLockTest, QuestionsAboutRunsWaitForIt) {
+  EXPECT_TRUE(Waits([] { HardwareInventory::IsInventoryRunning(); }));
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareInventoryWithError"); }));
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareInventoryQuery"); }));
+}
+
+TEST_F(ModuleLockTest, RequestsForRunsWaitForIt) {
+  neighbours.guid = "";
+  EXPECT_TRUE(Waits([] { threadInv.StartInventory(0, false, false, false, true); }));
+  SetRunning(true);
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareStartInventory"); }));
+  SetRunning(false);
+}
+
+TEST_F(ModuleLockTest, InitialisingWaitsForIt) {
+  EXPECT_TRUE(Waits([] { ModuleMain(3, 0, nullptr); }));
+}
+
+TEST_F(ModuleLockTest, LooksAtTheInventoriesWaitForIt) {
+  SaveInventory(DataFile("HardwareInventorySent.xml"), "sent");
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareInvGUIDCallback"); }));
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareInventoryInventoryReset"); }));
+  EXPECT_TRUE(Waits([this] { Invoke("HardwareUploadInventory"); }));
+}
+
+TEST_F(ModuleLockTest, TheFirstUploadReadsTheInventoryUnderIt) {
+  folder.Write("data/HardwareInventory/HardwareInventoryLast.xml", "damaged");
+  KorAgentSetDebugContext(&lockLog);
+  Invoke("HardwareInvGUIDCallback");
+  KorAgentSetDebugContext(&log);
+  EXPECT_TRUE(lockLog.WasHeldThroughout());
+}
+
+// The thread that ends marks its end and gives up its flag in one.
+TEST_F(ModuleLockTest, TheEndOfARunWaitsForIt) {
+  threadInv.StartInventory(1000, false, false, false, true);
+  {
+    const KorMutexLock lock(mutexInv);
+    EXPECT_FALSE(threadInv.Cancel(50, false));
+    EXPECT_TRUE(HardwareInventory::fRunningInv);
+  }
+  EXPECT_TRUE(WaitForRunEnd());
 }
 
 }  // namespace
