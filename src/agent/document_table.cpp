@@ -34,33 +34,44 @@ Row InstanceRow(const ObjInst& instance, const std::vector<KorString>& names) {
   return row;
 }
 
-std::vector<Row> Grid(const ObjType& type) {
+// "Free Percentage (%)".
+KorString WithUnit(const ObjType& type, const KorString& name) {
+  const ObjTypeAttr* attribute = type.Attributes().Get(name);
+  if (attribute == nullptr || attribute->GetUnit().IsEmpty()) return name;
+  return name + " (" + attribute->GetUnit() + ")";
+}
+
+std::vector<Row> Grid(const ObjType& type, const TableLayout& layout) {
   const std::vector<KorString> names = ColumnNames(type);
   Row heading{Cell("#")};
-  for (const KorString& name : names) heading.emplace_back(name);
+  for (const KorString& name : names) {
+    heading.emplace_back(layout.forTerminal ? WithUnit(type, name) : name);
+  }
   std::vector<Row> rows{std::move(heading)};
   for (const ObjInst* instance : type.Instances()) rows.push_back(InstanceRow(*instance, names));
   return rows;
 }
 
-void AppendInstance(const ObjInst& instance, const TableLayout& layout, std::string& out) {
+void AppendInstance(const ObjType& type, const ObjInst& instance, const TableLayout& layout,
+                    std::string& out) {
   std::vector<std::pair<Cell, Cell>> values;
   for (const ObjInstAttr* value : instance.Attributes()) {
-    values.emplace_back(value->GetName(), value->GetValue());
+    const KorString& name = value->GetName();
+    values.emplace_back(layout.forTerminal ? WithUnit(type, name) : name, value->GetValue());
   }
   AppendRecord(instance.GetName(), values, layout, out);
 }
 
 void AppendClass(const ObjType& type, const TableLayout& layout, std::string& out) {
   const Cell title(type.GetName());
-  for (const Glyph& glyph : title.glyphs) out += glyph.bytes;
-  out += '\n' + std::string(title.width, '=') + '\n';
+  AppendTitle(DisplayText(type.GetName().View()), layout, out);
+  out += std::string(title.width, '=') + '\n';
   if (type.Instances().Count() == 0) {
     out += "(none)\n";
     return;
   }
-  if (AppendGrid(Grid(type), layout, out)) return;
-  for (const ObjInst* instance : type.Instances()) AppendInstance(*instance, layout, out);
+  if (AppendGrid(Grid(type, layout), layout, out)) return;
+  for (const ObjInst* instance : type.Instances()) AppendInstance(type, *instance, layout, out);
 }
 
 }  // namespace

@@ -14,11 +14,13 @@ namespace agent {
 
 struct TableLayout {
   size_t width = 100;
-  // Whether values too long for the width go on in the next line; else they make their line longer.
-  bool wrap = false;
+  // For a person at a terminal: values too long for the width go on in the next line, numbers stand
+  // below each other's ends, headings tell units. Else a value makes its line as long as it is.
+  bool forTerminal = false;
+  bool inColour = false;
 };
 
-// A terminal's own width; for everything else a width that suits a page.
+// COLUMNS, else the terminal's own width; for everything else a width that suits a page.
 TableLayout LayoutOfStandardOutput();
 
 // A text that is shown with its escapes (agent/display_text.h).
@@ -30,8 +32,12 @@ struct Cell {
       : glyphs(DisplayGlyphs(text.View())), width(DisplayWidth(glyphs)) {}
 };
 
-// The rows, all of one length, as columns below the first row and a rule. False, and nothing is
-// appended, where that is wider than the layout.
+// A line that stands above others, in colour if that is wanted.
+void AppendTitle(const std::string& line, const TableLayout& layout, std::string& out);
+
+// The rows, all of one length, as columns below the first row and a rule; on a terminal the widest
+// columns become narrower where that makes them fit. False, and nothing is appended, where they are
+// wider than the layout.
 bool AppendGrid(const std::vector<std::vector<Cell>>& rows, const TableLayout& layout,
                 std::string& out);
 

@@ -27,7 +27,7 @@ TEST(DocumentTable, InstancesThatFitAreLinesOfOneTable) {
       "-  ------  -------------\n"
       "0  120034  root\n"
       "1  7       boot and more\n",
-      agent::DocumentToTables(document, {.width = 24, .wrap = true}));
+      agent::DocumentToTables(document, {.width = 24}));
 }
 
 TEST(DocumentTable, InstancesThatDoNotFitAreListedValueByValue) {
@@ -44,7 +44,7 @@ TEST(DocumentTable, InstancesThatDoNotFitAreListedValueByValue) {
       "#1\n"
       "  Size   7\n"
       "  Label  boot and more\n",
-      agent::DocumentToTables(document, {.width = 23, .wrap = false}));
+      agent::DocumentToTables(document, {.width = 23, .forTerminal = false}));
 }
 
 TEST(DocumentTable, LongValuesGoOnBelowThemselves) {
@@ -57,7 +57,7 @@ TEST(DocumentTable, LongValuesGoOnBelowThemselves) {
       "  Size   1\n"
       "  Label  abcdefghijklmnopqrstu\n"
       "         vwxyz0123456789\n",
-      agent::DocumentToTables(document, {.width = 30, .wrap = true}));
+      agent::DocumentToTables(document, {.width = 30, .forTerminal = true}));
 }
 
 TEST(DocumentTable, WithoutWrappingNoValueIsBroken) {
@@ -65,7 +65,7 @@ TEST(DocumentTable, WithoutWrappingNoValueIsBroken) {
   const std::string value(300, 'x');
   AddDisk(document, "0", "1", value.c_str());
   EXPECT_NE(std::string::npos,
-            agent::DocumentToTables(document, {.width = 30, .wrap = false}).find(value));
+            agent::DocumentToTables(document, {.width = 30, .forTerminal = false}).find(value));
 }
 
 TEST(DocumentTable, ClassWithoutInstancesSaysSo) {
@@ -109,7 +109,8 @@ TEST(DocumentTable, NoByteOfAValueSteersTheTerminal) {
   type->Ensure(KorString(bytes))->Ensure(KorString(bytes))->SetValue(KorString(bytes));
 
   for (const size_t width : {20U, 5000U}) {
-    const std::string tables = agent::DocumentToTables(document, {.width = width, .wrap = true});
+    const std::string tables =
+        agent::DocumentToTables(document, {.width = width, .forTerminal = true});
     for (const char byte : tables) {
       const auto value = static_cast<unsigned char>(byte);
       ASSERT_TRUE(value == '\n' || (value >= 0x20 && value < 0x7F)) << int{value};
@@ -129,6 +130,85 @@ TEST(DocumentTable, ColumnsStayAlignedBehindWideAndCombiningLetters) {
       "0  \xe6\xbc\xa2\xe5\xad\x97  x\n"
       "1  e\xcc\x81     y\n",
       agent::DocumentToTables(document, {}));
+}
+
+TEST(DocumentTable, OnATerminalNumbersEndBelowEachOtherAndHeadingsTellUnits) {
+  ObjInv document(nullptr);
+  AddDisk(document, "0", "120034", "root");
+  AddDisk(document, "1", "7", "8 disks");
+  document.Ensure("Logical Disk")->Ensure("Size", "")->SetUnit("MB");
+  EXPECT_EQ(
+      "Logical Disk\n"
+      "============\n"
+      "#  Size (MB)  Label\n"
+      "-  ---------  -------\n"
+      "0     120034  root\n"
+      "1          7  8 disks\n",
+      agent::DocumentToTables(document, {.width = 40, .forTerminal = true}));
+  EXPECT_EQ(
+      "Logical Disk\n"
+      "============\n"
+      "#  Size    Label\n"
+      "-  ------  -------\n"
+      "0  120034  root\n"
+      "1  7       8 disks\n",
+      agent::DocumentToTables(document, {.width = 40}));
+}
+
+TEST(DocumentTable, OnATerminalLongCellsAreWrappedAtBlanks) {
+  ObjInv document(nullptr);
+  AddDisk(document, "0", "120034", "the quick brown fox jumps");
+  AddDisk(document, "1", "7", "abcdefghijklmnopqrstuvwxyz");
+  EXPECT_EQ(
+      "Logical Disk\n"
+      "============\n"
+      "#    Size  Label\n"
+      "-  ------  -----------------\n"
+      "0  120034  the quick brown\n"
+      "           fox jumps\n"
+      "1       7  abcdefghijklmnopq\n"
+      "           rstuvwxyz\n",
+      agent::DocumentToTables(document, {.width = 28, .forTerminal = true}));
+}
+
+TEST(DocumentTable, CellThatWouldTakeManyLinesMakesNoTable) {
+  ObjInv document(nullptr);
+  AddDisk(document, "0", "1", std::string(60, 'x').c_str());
+  const std::string tables = agent::DocumentToTables(document, {.width = 26, .forTerminal = true});
+  EXPECT_NE(std::string::npos, tables.find("#0\n  Size   1\n  Label  xxxxxxxxxxxxxxxxx\n"))
+      << tables;
+}
+
+TEST(DocumentTable, NoLineIsWiderThanTheTerminal) {
+  ObjInv document(nullptr);
+  for (int disk = 0; disk < 20; ++disk) {
+    AddDisk(
+        document, std::to_string(disk).c_str(), "120034",
+        ("disk " + std::string(static_cast<size_t>(disk) * 7, 'y') + " \xe6\xbc\xa2\xe5\xad\x97")
+            .c_str());
+  }
+  for (const size_t width : {40U, 80U, 200U}) {
+    const std::string tables =
+        agent::DocumentToTables(document, {.width = width, .forTerminal = true});
+    size_t begin = 0;
+    for (size_t end = tables.find('\n'); end != std::string::npos; end = tables.find('\n', begin)) {
+      const KorString line(tables.substr(begin, end - begin));
+      EXPECT_LE(agent::Cell(line).width, width) << line.Str();
+      begin = end + 1;
+    }
+  }
+}
+
+TEST(DocumentTable, ColoursStandAroundTitlesAndHeadings) {
+  ObjInv document(nullptr);
+  AddDisk(document, "0", "1", "x");
+  EXPECT_EQ(
+      "\x1b[1mLogical Disk\x1b[0m\n"
+      "============\n"
+      "\x1b[1m#  Size  Label\x1b[0m\n"
+      "\x1b[2m-  ----  -----\x1b[0m\n"
+      "0     1  x\n",
+      agent::DocumentToTables(document, {.width = 40, .forTerminal = true, .inColour = true}));
 }
 
 TEST(DocumentTable, EmptyDocumentIsNothing) {

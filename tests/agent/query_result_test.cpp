@@ -31,7 +31,7 @@ TEST(QueryResult, RowsThatFitAreATable) {
       "----  ----\n"
       "sda   500\n"
       "sdb\n",
-      agent::QueryToTable(TwoDisks(), {.width = 10, .wrap = true}));
+      agent::QueryToTable(TwoDisks(), {.width = 10, .forTerminal = true}));
 }
 
 TEST(QueryResult, RowsThatDoNotFitAreListedValueByValue) {
@@ -42,7 +42,7 @@ TEST(QueryResult, RowsThatDoNotFitAreListedValueByValue) {
       "#2\n"
       "  Name  sdb\n"
       "  Size\n",
-      agent::QueryToTable(TwoDisks(), {.width = 9, .wrap = true}));
+      agent::QueryToTable(TwoDisks(), {.width = 9, .forTerminal = true}));
 }
 
 TEST(QueryResult, TableWithoutRowsHasItsHeading) {
