@@ -159,14 +159,11 @@ size_t WidthOfTerminal() {
 void AppendValue(const Cell& value, size_t indent, const TableLayout& layout, std::string line,
                  std::string& out) {
   const size_t space = std::max(layout.width - std::min(layout.width, indent), kNarrowestValue);
-  size_t used = 0;
-  for (const Glyph& glyph : value.glyphs) {
-    if (layout.forTerminal && used + glyph.width > space) {
-      AppendLine(std::exchange(line, std::string(indent, ' ')), out);
-      used = 0;
-    }
-    line += glyph.bytes;
-    used += glyph.width;
+  bool isFirst = true;
+  for (const Piece& piece : Pieces(value, layout.forTerminal ? space : value.width)) {
+    if (!isFirst) AppendLine(std::exchange(line, std::string(indent, ' ')), out);
+    line += piece.text;
+    isFirst = false;
   }
   AppendLine(std::move(line), out);
 }

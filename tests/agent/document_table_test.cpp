@@ -49,14 +49,17 @@ TEST(DocumentTable, InstancesThatDoNotFitAreListedValueByValue) {
 
 TEST(DocumentTable, LongValuesGoOnBelowThemselves) {
   ObjInv document(nullptr);
-  AddDisk(document, "0", "1", "abcdefghijklmnopqrstuvwxyz0123456789");
+  AddDisk(document, "0", "1",
+          "abcdefghijklmnopqrstuvwxyz0123456789 and then some words that go on");
   EXPECT_EQ(
       "Logical Disk\n"
       "============\n"
       "#0\n"
       "  Size   1\n"
       "  Label  abcdefghijklmnopqrstu\n"
-      "         vwxyz0123456789\n",
+      "         vwxyz0123456789 and\n"
+      "         then some words that\n"
+      "         go on\n",
       agent::DocumentToTables(document, {.width = 30, .forTerminal = true}));
 }
 

@@ -29,7 +29,7 @@ TEST(QueryResult, RowsThatFitAreATable) {
   EXPECT_EQ(
       "Name  Size\n"
       "----  ----\n"
-      "sda   500\n"
+      "sda    500\n"
       "sdb\n",
       agent::QueryToTable(TwoDisks(), {.width = 10, .forTerminal = true}));
 }
