@@ -32,6 +32,10 @@ constexpr CommandExamples kExamples[] = {
     {"kor-agent report",
      "  kor-agent report -o db01.html\n"
      "  kor-agent report --old before.xml after.xml | ssh admin@example 'cat > change.html'\n"},
+    {"kor-agent explain",
+     "  kor-agent explain 'Physical Memory'\n"
+     "  kor-agent explain 'Logical Disk' sda1 FreeSpace\n"
+     "  kor-agent explain BIOS 0 --format json\n"},
     {"kor-agent query",
      "  kor-agent query 'select * from \"Logical Disk\"'\n"
      "  kor-agent query 'select \"Name\" from \"Processor\"' --format csv\n"},
@@ -39,7 +43,9 @@ constexpr CommandExamples kExamples[] = {
      "  kor-agent filter check fleet.xml\n"
      "  kor-agent filter apply fleet.xml inventory.xml translated.xml\n"},
     {"kor-agent filter check", "  kor-agent filter check fleet.xml\n"},
-    {"kor-agent filter apply", "  kor-agent filter apply fleet.xml inventory.xml translated.xml\n"},
+    {"kor-agent filter apply",
+     "  kor-agent filter apply fleet.xml inventory.xml translated.xml\n"
+     "  kor-agent filter apply fleet.xml inventory.xml translated.xml --explain\n"},
     {"kor-agent run",
      "  kor-agent run\n"
      "  kor-agent run --home /srv/kor-agent --log-level detail\n"},

@@ -165,6 +165,17 @@ CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
   return command;
 }
 
+CLI::App* AddExplain(CLI::App& app, ExplainOptions& options) {
+  CLI::App* command = app.add_subcommand(
+      "explain", "Print where a value of the last run comes from, or why there is none");
+  command->footer(kExitCodes);
+  AddFormat(*command, options.format, {"text", "json"});
+  command->add_option("CLASS", options.className, "Such as 'Logical Disk'")->required();
+  command->add_option("INSTANCE", options.instance, "Such as sda1; without it, all of the class");
+  command->add_option("ATTRIBUTE", options.attribute, "Such as FreeSpace; without it, all");
+  return command;
+}
+
 CLI::App* AddQuery(CLI::App& app, QueryOptions& options) {
   CLI::App* command = app.add_subcommand(
       "query", "Ask the latest inventory, such as 'select * from \"Logical Disk\"'");
@@ -196,6 +207,7 @@ CLI::App* AddFilterApply(CLI::App& filter, FilterApplyOptions& options) {
   apply->add_option("FILE", options.file, "The translation file")->required();
   apply->add_option("SRC", options.source, "The saved inventory")->required();
   apply->add_option("DST", options.destination, "Where the result is saved")->required();
+  apply->add_flag("--explain", options.explain, "Print what each rule did, before and after");
   return apply;
 }
 
@@ -266,6 +278,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   ShowOptions showOptions;
   DiffOptions diffOptions;
   ReportOptions reportOptions;
+  ExplainOptions explainOptions;
   QueryOptions queryOptions;
   FilterCheckOptions checkOptions;
   FilterApplyOptions applyOptions;
@@ -283,6 +296,7 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* show = AddShow(app, showOptions);
   CLI::App* diff = AddDiff(app, diffOptions);
   CLI::App* report = AddReport(app, reportOptions);
+  CLI::App* explain = AddExplain(app, explainOptions);
   CLI::App* query = AddQuery(app, queryOptions);
   CLI::App* filter = AddFilter(app);
   CLI::App* check = AddFilterCheck(*filter, checkOptions);
@@ -292,8 +306,8 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
   CLI::App* actions = AddActions(app, actionsOptions);
   CLI::App* invoke = AddInvoke(app, invokeOptions);
   CLI::App* completion = AddCompletion(app, completionOptions);
-  for (CLI::App* command :
-       {inventory, show, diff, report, query, check, apply, run, status, actions, invoke}) {
+  for (CLI::App* command : {inventory, show, diff, report, explain, query, check, apply, run,
+                            status, actions, invoke}) {
     command->fallthrough();
   }
   AddExamples(app);
@@ -306,6 +320,8 @@ std::variant<CommandLine, int> ParseCommandLine(int argc, char** argv) {
     line.command = checkOptions;
   } else if (apply->parsed()) {
     line.command = applyOptions;
+  } else if (explain->parsed()) {
+    line.command = explainOptions;
   } else if (show->parsed()) {
     line.command = showOptions;
   } else if (diff->parsed()) {

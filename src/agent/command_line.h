@@ -66,6 +66,16 @@ struct FilterApplyOptions {
   std::string file;
   std::string source;
   std::string destination;
+  bool explain = false;
+};
+
+enum class ExplainFormat { kText, kJson };
+
+struct ExplainOptions {
+  ExplainFormat format = ExplainFormat::kText;
+  std::string className;
+  std::string instance;   // empty: all
+  std::string attribute;  // empty: all
 };
 
 struct RunOptions {
@@ -94,8 +104,8 @@ struct CompletionOptions {
 struct CommandLine {
   CommonOptions common;
   std::variant<InventoryOptions, ShowOptions, DiffOptions, ReportOptions, QueryOptions,
-               FilterCheckOptions, FilterApplyOptions, RunOptions, StatusOptions, ActionsOptions,
-               InvokeOptions, CompletionOptions>
+               FilterCheckOptions, FilterApplyOptions, ExplainOptions, RunOptions, StatusOptions,
+               ActionsOptions, InvokeOptions, CompletionOptions>
       command;
 };
 

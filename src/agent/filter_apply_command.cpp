@@ -1,12 +1,15 @@
 #include "agent/filter_apply_command.h"
 
 #include <filesystem>
+#include <string>
 #include <system_error>
 #include <variant>
 
 #include "agent/exit_code.h"
+#include "agent/explanation_text.h"
 #include "agent/filter_host.h"
 #include "agent/output.h"
+#include "agent/run_trace.h"
 #include "kor/container.h"
 #include "kor/file.h"
 #include "korcore/action_db.h"
@@ -33,6 +36,18 @@ int Apply(const KorString& source, const KorString& destination) {
   return result == ACTIONDB_ERROR_SUCCESS ? kExitOk : kExitFailed;
 }
 
+int ApplyAndExplain(const KorString& source, const KorString& destination, const KorString& file) {
+  const RunTrace trace;
+  const int status = Apply(source, destination);
+  if (status != kExitOk) return status;
+  const std::string text = RulesToText(trace, file);
+  const Result<void> printed =
+      WriteToStandardOutput(text.empty() ? "no rule changed or rejected anything\n" : text);
+  if (printed.IsOk()) return kExitOk;
+  Complain(printed.Reason());
+  return kExitNotWritten;
+}
+
 }  // namespace
 
 int RunFilterApply(const CommonOptions& common, const FilterApplyOptions& options) {
@@ -47,7 +62,8 @@ int RunFilterApply(const CommonOptions& common, const FilterApplyOptions& option
     Complain(failed->reason);
     return failed->status;
   }
-  return FilterHost::Ended(Apply(source, destination));
+  if (!options.explain) return FilterHost::Ended(Apply(source, destination));
+  return FilterHost::Ended(ApplyAndExplain(source, destination, KorString(options.file)));
 }
 
 }  // namespace agent

@@ -38,6 +38,7 @@ std::variant<std::unique_ptr<FilterHost>, FilterHost::Failed> FilterHost::Open(
   std::unique_ptr<FilterHost> opened(new FilterHost(std::move(temporary.Value())));
   HostOptions options;
   options.home = opened->home.Path();
+  options.keepsEvidence = false;
   for (const std::string& module : common.modules) options.modules.emplace_back(module);
   options.terminal.level = common.logLevel;
   options.terminal.hideFindings = hideFindings;

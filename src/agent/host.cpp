@@ -27,6 +27,9 @@ Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
   if (done.IsOk()) {
     RemoveLeftoverFiles(host->home);
     host->AddNeighbours();
+    if (options.keepsEvidence) {
+      host->evidence = std::make_unique<RunEvidence>(host->home, host->settings.keepEvidence);
+    }
     done = host->LoadModules(options.modules, options.skipFailedModules);
   }
   if (!done.IsOk()) return Failure{done.Reason()};
@@ -42,6 +45,7 @@ Host::Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions
 
 Host::~Host() {
   while (!modules.empty()) modules.pop_back();
+  evidence.reset();
   neighbours.reset();
   identity.reset();
   KorAgentSetDebugContext(nullptr);
@@ -92,6 +96,7 @@ Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
 
 void Host::ReloadSettings() {
   settings = ReadSettings(home);
+  if (evidence != nullptr) evidence->SetKeeping(settings.keepEvidence);
   // Transfers end first, so that the modules are without these neighbours for a moment only.
   neighbours->Stop();
   neighbours.reset();

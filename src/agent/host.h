@@ -12,6 +12,7 @@
 #include "agent/neighbours.h"
 #include "agent/pid_lock.h"
 #include "agent/result.h"
+#include "agent/run_evidence.h"
 #include "agent/settings.h"
 #include "agent/terminal_log.h"
 #include "kor/log_dispatcher.h"
@@ -26,6 +27,8 @@ struct HostOptions {
   // A module that cannot be loaded is reported as an error, and the others go on; without one that
   // can be loaded it is a failure all the same.
   bool skipFailedModules = false;
+  // Whether what runs learn is kept where the settings want it: not in a home that goes away.
+  bool keepsEvidence = true;
 };
 
 // One at a time: a process has one set of folders and one logging context.
@@ -72,6 +75,7 @@ class Host {
   Settings settings;
   std::unique_ptr<Identity> identity;
   std::unique_ptr<Neighbours> neighbours;
+  std::unique_ptr<RunEvidence> evidence;  // null where it is never kept
   std::vector<std::unique_ptr<Module>> modules;
 };
 

@@ -17,6 +17,7 @@ Result<HostOptions> HostOptionsFor(const CommonOptions& common, bool isReplay,
     if (!created.IsOk()) return Failure{created.Reason()};
     temporary.emplace(std::move(created.Value()));
     options.home = temporary->Path();
+    options.keepsEvidence = false;
   } else {
     const Result<KorString> path = HomePathOf(common);
     if (!path.IsOk()) return Failure{path.Reason()};

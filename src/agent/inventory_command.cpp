@@ -15,6 +15,7 @@
 #include "agent/exit_code.h"
 #include "agent/home.h"
 #include "agent/host.h"
+#include "agent/inventory_run.h"
 #include "agent/machine_choice.h"
 #include "agent/output.h"
 #include "agent/scan_gaps.h"
@@ -26,8 +27,6 @@
 #include "kor/file.h"
 #include "kor/ini_file.h"
 #include "kor/mutex.h"
-#include "kor/thread.h"
-#include "korcore/action_db.h"
 #include "korcore/agent_context.h"
 #include "korcore/obj_inv.h"
 
@@ -35,9 +34,6 @@ namespace agent {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// How often a run in progress looks for a signal.
-constexpr uint32_t kSignalCheckMilliseconds = 100;
 
 // The scans of a run that failed; the run itself goes on without them.
 class FailedScans {
@@ -74,18 +70,6 @@ class FailedScans {
   int listener = 0;
 };
 
-Result<void> Invoke(const KorString& action, KorContainer& container) {
-  const uint32_t result = ActionDbInvokeContainer("", action, container, 0, -1, -1, 0);
-  if (result == ACTIONDB_ERROR_SUCCESS) return {};
-  Failure failure;
-  if (result == ACTIONDB_ERROR_ACTIONNOTFOUND) {
-    failure.reason.Printf("no module offers the action '%S'", action);
-  } else {
-    failure.reason.Printf("the action '%S' failed (result %u)", action, result);
-  }
-  return failure;
-}
-
 KorContainer StartParameters(const InventoryOptions& options) {
   KorContainer container;
   if (!options.upload) return container;
@@ -95,26 +79,6 @@ KorContainer StartParameters(const InventoryOptions& options) {
   // Without it the configuration decides.
   if (options.whole) container.SetBool("DifferencialUpload", false);
   return container;
-}
-
-// Whether the run ended well; false also when a signal ended it.
-Result<bool> RunOnce(Host& host, const InventoryOptions& options) {
-  KorContainer container = StartParameters(options);
-  const Result<void> started = Invoke("HardwareStartInventory", container);
-  if (!started.IsOk()) return Failure{started.Reason()};
-  while (!KorThread::WaitUntilNoneRuns(kSignalCheckMilliseconds)) {
-    if (StopSignal::Received() == 0) continue;
-    host.CancelRuns();
-    EndWithoutThreads(kExitSignalBase + StopSignal::Received());
-  }
-  host.Terminal().EraseProgress();
-  container.Clear();
-  const Result<void> asked = Invoke("HardwareInventoryWithError", container);
-  if (!asked.IsOk()) return Failure{asked.Reason()};
-  // The name notwithstanding, the answer is true when the run ended well.
-  bool endedWell = false;
-  container.GetBool("WithError", endedWell);
-  return endedWell;
 }
 
 struct Inventory {
@@ -224,6 +188,7 @@ class InventoryRun {
   Result<void> OpenHost(const KorString& home) {
     HostOptions hostOptions;
     hostOptions.home = home;
+    hostOptions.keepsEvidence = !temporaryHome.has_value();
     for (const std::string& module : common.modules) hostOptions.modules.emplace_back(module);
     hostOptions.terminal.level = common.logLevel;
     hostOptions.terminal.showProgress = isatty(STDERR_FILENO) != 0;
@@ -239,7 +204,7 @@ class InventoryRun {
     std::optional<ScanGaps> gaps;
     if (WantsSummary()) gaps.emplace(ThisProcess(options.replayFile.empty()));
     UploadWatch upload(*host);
-    const Result<bool> endedWell = RunOnce(*host, options);
+    const Result<bool> endedWell = RunInventoryOnce(*host, StartParameters(options));
     if (StopSignal::Received() != 0) return kExitSignalBase + StopSignal::Received();
     if (!endedWell.IsOk()) return End(kExitFailed, endedWell.Reason());
     if (!endedWell.Value()) return End(kExitFailed, "the inventory run failed");

@@ -7,6 +7,7 @@
 #include "agent/console_commands.h"
 #include "agent/diff_command.h"
 #include "agent/exit_code.h"
+#include "agent/explain_command.h"
 #include "agent/filter_apply_command.h"
 #include "agent/filter_check_command.h"
 #include "agent/inventory_command.h"
@@ -32,6 +33,9 @@ struct Dispatch {
   }
   int operator()(const agent::ReportOptions& options) const {
     return agent::RunReport(common, options);
+  }
+  int operator()(const agent::ExplainOptions& options) const {
+    return agent::RunExplain(common, options);
   }
   int operator()(const agent::QueryOptions& options) const {
     return agent::RunQuery(common, options);

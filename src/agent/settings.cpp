@@ -59,6 +59,14 @@ class Reader {
     return byDefault;
   }
 
+  bool Truth(const char* key, bool byDefault) const {
+    const KorString value = Text(key);
+    bool truth = byDefault;
+    if (value.IsEmpty() || ini.GetEntryValue(kSettingsSection, key, truth, byDefault)) return truth;
+    Complain(key, value, byDefault ? "set yes or no; yes is used" : "set yes or no; no is used");
+    return byDefault;
+  }
+
   void Complain(const char* key, const KorString& value, const KorString& advice) const {
     KorFrameworkLog().WarningWithNL("%S: [%s] %s = '%S' cannot be used: %S", file, kSettingsSection,
                                     key, value, advice);
@@ -116,6 +124,7 @@ Settings ReadSettings(const Home& home) {
       reader.Number("CommandTimeout", 0, kMostSeconds, settings.commandTimeoutSeconds));
   settings.queueLimitBytes =
       reader.Number("QueueLimit", kSmallestQueue, kLargestQueue, settings.queueLimitBytes);
+  settings.keepEvidence = reader.Truth("KeepEvidence", settings.keepEvidence);
   settings.topology = reader.Text("Topology");
   return settings;
 }

@@ -28,6 +28,8 @@ struct Settings {
   uint32_t commandTimeoutSeconds = 0;  // 0: none
   uint64_t queueLimitBytes = uint64_t{1} << 30;
 
+  bool keepEvidence = true;  // of the last run, for explanations
+
   KorString topology;
 };
 

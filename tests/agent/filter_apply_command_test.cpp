@@ -51,6 +51,52 @@ TEST_F(FilterApply, WritesTheRewrittenInventory) {
   EXPECT_EQ("500", disk->Attributes().Get("Size")->GetValue());
 }
 
+TEST_F(FilterApply, ExplainsWhatEachRuleDid) {
+  const KorString several =
+      folder.Write("several.xml", R"(<HWINVCONFIG><TRANSLATEHWLIST maxpass="2">
+<TRANSLATEHW label="round"><MATCHHW><ATTRNAME value="text">Size</ATTRNAME></MATCHHW>
+<ACTION>Accept</ACTION><MODIFYHW>
+<ATTRVALUE value="regex" match="00$"> hundred</ATTRVALUE></MODIFYHW></TRANSLATEHW>
+<TRANSLATEHW label="name"><MATCHHW><ATTRVALUE value="text">5 hundred</ATTRVALUE></MATCHHW>
+<ACTION>Accept</ACTION><MODIFYHW><ATTRNAME>Capacity</ATTRNAME></MODIFYHW></TRANSLATEHW>
+<TRANSLATEHW label="placeholders"><MATCHHW><ATTRVALUE>To Be Filled*</ATTRVALUE></MATCHHW>
+<ACTION>Reject</ACTION></TRANSLATEHW></TRANSLATEHWLIST></HWINVCONFIG>)");
+
+  const ProgramRun run =
+      ProgramRun::Of(folder, {"filter", "apply", several.Str(), source.Str(), destination.Str(),
+                              "--explain", "--module", KOR_MODULE_FILE});
+
+  EXPECT_EQ(0, run.status);
+  EXPECT_EQ("", run.errors);
+  EXPECT_EQ(run.output,
+            "Disk / sda / Size\n"
+            "  pass 1    \"round\" (several.xml:2): 500 -> 5 hundred\n"
+            "            \"name\" (several.xml:5): asks for the name Capacity\n"
+            "            keeps its name: "
+            "there is no attribute 'Capacity'\n"
+            "  pass 2    \"round\" (several.xml:2): 5 hundred -> 5 hundred\n"
+            "            \"name\" (several.xml:5): asks for the name Capacity\n"
+            "            keeps its name: "
+            "there is no attribute 'Capacity'\n"
+            "\n"
+            "Disk / sda / Model\n"
+            "  pass 1    \"placeholders\" (several.xml:7): rejected: its action is Reject\n");
+  const std::string explained = folder.Read("destination.xml");
+  EXPECT_EQ(0, Apply(several, source, destination).status);
+  EXPECT_EQ(explained, folder.Read("destination.xml"));
+}
+
+TEST_F(FilterApply, ExplainsThatNothingWasDone) {
+  const KorString none = folder.Write("none.xml", "<HWINVCONFIG></HWINVCONFIG>");
+
+  const ProgramRun run =
+      ProgramRun::Of(folder, {"filter", "apply", none.Str(), source.Str(), destination.Str(),
+                              "--explain", "--module", KOR_MODULE_FILE});
+
+  EXPECT_EQ(0, run.status);
+  EXPECT_EQ("no rule changed or rejected anything\n", run.output);
+}
+
 TEST_F(FilterApply, SourceThatIsTheDestinationIsLeftAlone) {
   const std::string before = folder.Read("source.xml");
 

@@ -102,7 +102,7 @@ TEST(ManPages, SettingsAreThoseOfTheDocumentation) {
 TEST(ManPages, SettingsAreThoseThatTheProgramReads) {
   const std::string documentation = ReadFile(KOR_SOURCE_DIR "/docs/settings.md");
   const std::string source = ReadFile(KOR_SOURCE_DIR "/src/agent/settings.cpp");
-  const Names read = MatchesIn(source, "eader\\.(?:Text|Path|Number)\\(\"([A-Za-z]+)\"");
+  const Names read = MatchesIn(source, "eader\\.(?:Text|Path|Number|Truth)\\(\"([A-Za-z]+)\"");
   EXPECT_GE(read.size(), 10U);
   for (const std::string& key : read) {
     EXPECT_NE(std::string::npos, documentation.find("`" + key + "`")) << key;

@@ -24,6 +24,7 @@ TEST(Settings, DefaultsWithoutAFile) {
   EXPECT_EQ(3600U, settings.pollSeconds);
   EXPECT_EQ(0U, settings.commandTimeoutSeconds);
   EXPECT_EQ(1073741824U, settings.queueLimitBytes);
+  EXPECT_TRUE(settings.keepEvidence);
   EXPECT_EQ("", settings.topology);
   EXPECT_EQ("", log.Text());
 }
@@ -37,7 +38,7 @@ TEST(Settings, EverythingCanBeSet) {
            "UpstreamUrl = https://inventory.example/agents/\nUpstreamToken = secret\n"
            "UpstreamCertificate = client.pem\nUpstreamKey = /etc/keys/client.key\n"
            "UpstreamCaFile = ca.pem\nPollInterval = 0\nCommandTimeout = 60\n"
-           "QueueLimit = 2000000\nTopology = _DB_DEVTYPE_UNCONNECTED_\n");
+           "QueueLimit = 2000000\nKeepEvidence = no\nTopology = _DB_DEVTYPE_UNCONNECTED_\n");
   EXPECT_EQ(folder.Path("out"), settings.upstreamFolder);
   EXPECT_EQ("https://inventory.example/agents", settings.upstreamUrl);
   EXPECT_EQ("secret", settings.upstreamToken);
@@ -47,6 +48,7 @@ TEST(Settings, EverythingCanBeSet) {
   EXPECT_EQ(0U, settings.pollSeconds);
   EXPECT_EQ(60U, settings.commandTimeoutSeconds);
   EXPECT_EQ(2000000U, settings.queueLimitBytes);
+  EXPECT_FALSE(settings.keepEvidence);
   EXPECT_EQ("_DB_DEVTYPE_UNCONNECTED_", settings.topology);
   EXPECT_EQ("", log.Text());
 }

@@ -58,8 +58,8 @@ TEST(UsageError, WrongValueIsNamed) {
 
 TEST(Help, EveryCommandHasExamples) {
   const TemporaryFolder folder;
-  for (const char* command : {"inventory", "show", "diff", "report", "query", "filter", "run",
-                              "status", "actions", "invoke"}) {
+  for (const char* command : {"inventory", "show", "diff", "report", "explain", "query", "filter",
+                              "run", "status", "actions", "invoke"}) {
     const std::string help = ProgramRun::Of(folder, {command, "--help"}).output;
     EXPECT_NE(std::string::npos, help.find("\nExamples:\n  kor-agent " + std::string(command)))
         << command;
