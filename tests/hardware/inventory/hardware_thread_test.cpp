@@ -182,6 +182,44 @@ TEST_F(HardwareThreadTest, ARunThatThrowsEndsAsFailed) {
   EXPECT_TRUE(log.Has("error: The inventory run failed: broken"));
 }
 
+// A lost flag is put right by the next request.
+TEST_F(HardwareThreadTest, AThreadThatRunsIsARunWhateverTheFlagSays) {
+  threadInv.StartInventory(100, false, false, false, true);
+  SetRunning(false);
+  threadInv.StartInventory(0, false, false, false, true);
+  EXPECT_TRUE(IsInventoryRunning());
+  EXPECT_TRUE(threadInv.Cancel(kWatchdogMilliseconds, false));
+  EXPECT_FALSE(log.Has("print: Inventory starting"));
+  EXPECT_FALSE(log.Has("error: Failed to start the inventory thread"));
+}
+
+// While it lives, nothing can be opened.
+class NoMoreFiles {
+ public:
+  NoMoreFiles() {
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoMoreFiles() { setrlimit(RLIMIT_NOFILE, &before); }
+  NoMoreFiles(const NoMoreFiles&) = delete;
+  NoMoreFiles& operator=(const NoMoreFiles&) = delete;
+
+ private:
+  rlimit before = {};
+};
+
+TEST_F(HardwareThreadTest, ARunThatCannotStartLeavesTheWayFree) {
+  {
+    const NoMoreFiles noMoreFiles;
+    threadInv.StartInventory(0, false, false, false, true);
+  }
+  EXPECT_TRUE(log.Has("error: Failed to start the inventory thread"));
+  EXPECT_FALSE(IsInventoryRunning());
+  Run();
+  EXPECT_TRUE(LastRunSucceeded());
+}
+
 TEST_F(HardwareThreadTest, AnEarlierRequestUploads) {
   {
     const KorMutexLock lock(HardwareInventory::mutexInv);
