@@ -24,28 +24,6 @@ bool Contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-// What the process may wake up in two seconds with nothing to do: once for what was under way. The
-// thread sanitizer has a thread that looks around ten times a second.
-#if defined(__SANITIZE_THREAD__)
-constexpr unsigned long kWakeupsAtRest = 30;
-#else
-constexpr unsigned long kWakeupsAtRest = 2;
-#endif
-
-// How often the process's threads gave up the processor to wait.
-unsigned long Wakeups(pid_t process) {
-  unsigned long sum = 0;
-  const std::string tasks = "/proc/" + std::to_string(process) + "/task";
-  for (const auto& task : std::filesystem::directory_iterator(tasks)) {
-    std::ifstream file(task.path() / "status");
-    for (std::string word; file >> word;) {
-      unsigned long count = 0;
-      if (word == "voluntary_ctxt_switches:" && file >> count) sum += count;
-    }
-  }
-  return sum;
-}
-
 class ServiceLife : public testing::Test {
  protected:
   const TemporaryFolder folder;
@@ -186,17 +164,6 @@ TEST_F(ServiceLife, StatusAnswersWhileAllActionThreadsHang) {
   }));
   EXPECT_EQ(0, service.Stop());
   for (std::thread& client : clients) client.join();
-}
-
-TEST_F(ServiceLife, SleepsWhileNothingIsToBeDone) {
-  ServiceProcess service(folder, kReplay);
-  ASSERT_EQ("READY=1", service.NextState());
-  service.Status();
-  std::this_thread::sleep_for(300ms);
-  const unsigned long before = Wakeups(service.Process());
-  std::this_thread::sleep_for(2s);
-  EXPECT_LE(Wakeups(service.Process()) - before, kWakeupsAtRest);
-  EXPECT_EQ(0, service.Stop());
 }
 
 // All is opened that the file system could forbid: only the kernel's word on the peer is left.

