@@ -91,12 +91,21 @@ std::optional<std::string> ValueIn(const ObjInv& document, const TracedKey& key)
   return value->GetValue().Str();
 }
 
+// Whether it has the instance, or any of the class where none is named.
+bool Has(const ObjInv& document, const TracedKey& key) {
+  const ObjType* const type = document.Objects().Get(KorString(key.className));
+  if (type == nullptr) return false;
+  if (key.instance.empty()) return type->Instances().Count() > 0;
+  return type->Instances().Get(KorString(key.instance)) != nullptr;
+}
+
 // One line when what is stored is of another run than what is explained.
 void CompareWithStored(const ObjInv& stored, std::vector<Explanation>& explanations) {
   size_t others = 0;
   for (Explanation& explained : explanations) {
     explained.stored = ValueIn(stored, explained.key);
-    explained.isOther = explained.stored != explained.value;
+    explained.isOther = explained.key.attribute.empty() ? Has(stored, explained.key)
+                                                        : explained.stored != explained.value;
     if (explained.isOther) ++others;
   }
   if (others == 0) return;

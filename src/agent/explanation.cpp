@@ -96,6 +96,9 @@ class Explainer {
       explained.how = traced->how;
       AddRules(*traced, explained);
     }
+    if (element != nullptr && (traced == nullptr || !traced->isTold)) {
+      explained.how = "its scanner does not tell";
+    }
     if (element == nullptr) {
       explained.absentBecause = WhyAbsent(traced);
       if (explained.absentBecause == explained.how) explained.how.clear();

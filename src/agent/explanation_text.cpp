@@ -14,6 +14,7 @@ using Outcome = KorCommandResult::Outcome;
 
 constexpr size_t kLabelWidth = 10;
 constexpr size_t kMostLines = 5;
+constexpr size_t kLongestLine = 400;
 
 std::string NameOf(const TracedKey& key) {
   std::string name = DisplayText(key.className);
@@ -41,6 +42,10 @@ std::string StatusText(const TracedCommand& command) {
   if (command.status == kNotFound) return text + ": not found; is it installed?";
   if (command.status == kCannotExecute) return text + ": cannot be executed";
   return command.hasOutput ? text : text + ", printed nothing";
+}
+
+std::string LineText(const std::string& line) {
+  return DisplayText(line.substr(0, kLongestLine)) + (line.size() > kLongestLine ? "..." : "");
 }
 
 std::string BaseName(const KorString& path) {
@@ -96,7 +101,7 @@ class Block {
   void Lines(const TracedSource& source) {
     const std::string label = !source.isSearch || source.isFound ? "line" : "nearest";
     const size_t count = std::min(source.lines.size(), kMostLines);
-    for (size_t at = 0; at < count; ++at) Row(label, DisplayText(source.lines[at]));
+    for (size_t at = 0; at < count; ++at) Row(label, LineText(source.lines[at]));
     if (count < source.lines.size()) {
       Row(label, "... and " + std::to_string(source.lines.size() - count) + " more");
     }
@@ -138,7 +143,7 @@ std::string ShortSource(const Explanation& explained) {
     return text + "  (" + StatusText(*source.command) + ")";
   }
   if (source.lines.empty() || (source.isSearch && !source.isFound)) return text;
-  text += ": " + DisplayText(source.lines.front());
+  text += ": " + LineText(source.lines.front());
   const size_t more = source.lines.size() - 1;
   return more == 0 ? text : text + "  (and " + std::to_string(more) + " more)";
 }

@@ -17,6 +17,9 @@ constexpr const char* kFile = "kor-agent-last-run.machine";
 // The rules stand in the recording as the output of a command line that does nothing.
 constexpr std::string_view kRulesCommand = "# translation file ";
 
+// Whose run this thread is; a run that fails ends with its thread.
+thread_local const RunEvidence* ofThisThread = nullptr;
+
 KorMachine* MachineBefore() {
   KorMachine* const before = KorMachine::SetCurrent(nullptr);
   KorMachine::SetCurrent(before);
@@ -43,7 +46,7 @@ void RunEvidence::SetKeeping(bool keeps) {
 }
 
 KorRecording* RunEvidence::Notes() {
-  return isKeeping && runThread == std::this_thread::get_id() ? &notes : nullptr;
+  return isKeeping && ofThisThread == this ? &notes : nullptr;
 }
 
 KorCommandResult RunEvidence::RunCommand(const KorString& command) {
@@ -76,7 +79,7 @@ KorString RunEvidence::DistributionName() {
 
 void RunEvidence::RunBegins(const KorString& translationFile) {
   const KorMutexLock lock(mutex);
-  runThread = std::this_thread::get_id();
+  ofThisThread = this;
   notes = KorRecording();
   if (!isKeeping) {
     FileDelete(file, 0);
@@ -96,7 +99,7 @@ void RunEvidence::RunIsStored() {
     const KorMutexLock lock(mutex);
     if (Notes() == nullptr) return;
     stored = std::exchange(notes, KorRecording());
-    runThread = std::thread::id();
+    ofThisThread = nullptr;
   }
   KorString error;
   if (stored.Save(file, error)) return;

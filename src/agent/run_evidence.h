@@ -4,7 +4,6 @@
 #pragma once
 
 #include <string>
-#include <thread>
 
 #include "agent/home.h"
 #include "agent/result.h"
@@ -44,7 +43,6 @@ class RunEvidence : public KorMachine {
   const KorString file;
   KorMutex mutex;
   bool isKeeping KOR_GUARDED_BY(mutex);
-  std::thread::id runThread KOR_GUARDED_BY(mutex);
   KorRecording notes KOR_GUARDED_BY(mutex);
 };
 
