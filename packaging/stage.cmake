@@ -48,8 +48,12 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
   # The interface of the libraries is that of one version: its users are built with them.
   file(WRITE ${CPACK_KOR_SHLIBS} "")
-  foreach(library Kor KorCore)
-    file(APPEND ${CPACK_KOR_SHLIBS} "lib${library} 0 libkor (= ${version})\n")
+  file(GLOB found RELATIVE ${libraries}/usr/${library_folder}
+       ${libraries}/usr/${library_folder}/libKor*.so.*)
+  foreach(library IN LISTS found)
+    if(library MATCHES "^(.*)\\.so\\.([0-9]+)$")
+      file(APPEND ${CPACK_KOR_SHLIBS} "${CMAKE_MATCH_1} ${CMAKE_MATCH_2} libkor (= ${version})\n")
+    endif()
   endforeach()
 
   foreach(package IN ITEMS agent/kor-agent libraries/libkor)
