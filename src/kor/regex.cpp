@@ -12,6 +12,9 @@
 
 namespace {
 
+// A replacement can be longer than what it replaces, and a rule is applied again and again.
+constexpr size_t kLongestResult = size_t{64} * 1024 * 1024;
+
 std::string_view Subject(const char* text, size_t length) {
   return text == nullptr ? std::string_view() : std::string_view(text, length);
 }
@@ -56,12 +59,15 @@ class Replacement {
     rest = text.substr(literal);
   }
 
-  void AppendTo(std::string& out, const RegexSearch& match) const {
+  // False when the result would become too long.
+  bool AppendTo(std::string& out, const RegexSearch& match) const {
     for (const Part& part : parts) {
       out += part.before;
       out += match.Group(part.group);
+      if (out.size() > kLongestResult) return false;
     }
     out += rest;
+    return out.size() <= kLongestResult;
   }
 
  private:
@@ -145,7 +151,10 @@ KorString RegexReplace(const KorString& subject, const KorString& regex,
   while (search.Find(text, copied, !lastWasEmpty)) {
     const size_t begin = std::max(search.Begin(), copied);
     out += text.substr(copied, begin - copied);
-    parsed.AppendTo(out, search);
+    if (!parsed.AppendTo(out, search)) {
+      search.WarnGivenUp("Gave up replacing by regular expression", "the result is over 64 MiB");
+      return subject;
+    }
     lastWasEmpty = search.End() <= begin;
     copied = std::max(search.End(), begin);
   }

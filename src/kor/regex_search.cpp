@@ -4,12 +4,18 @@
 #include <pcre2.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cctype>
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <list>
+#include <mutex>
 #include <new>
 #include <unordered_map>
+#include <vector>
 
 #include "kor/debug.h"
 #include "kor/mutex.h"
@@ -17,14 +23,30 @@
 
 namespace {
 
-// How far one search may go. The match limit counts steps of backtracking from one starting point;
-// it grows with the subject, so that no honest walk over a long text meets it.
+// How far a search may go from one starting point: the library's match limit counts steps of
+// backtracking and begins anew at each point. It grows with the subject, so that no honest walk
+// over a long text meets it.
 constexpr uint64_t kBaseMatchLimit = 1'000'000;
 constexpr uint64_t kMatchLimitPerByte = 8;
 constexpr uint32_t kDepthLimit = 1'000'000;
 constexpr uint32_t kHeapLimitKiB = 64 * 1024;
 constexpr size_t kFirstJitStack = size_t{32} * 1024;
 constexpr size_t kLargestJitStack = size_t{1024} * 1024;
+// More than that a thread does not keep for its next search.
+constexpr size_t kMostKept = size_t{256} * 1024;
+
+// How far it may go from all starting points together. A subject of ordinary length is searched in
+// one call, with a lower limit for each point. What is longer, or does not end within that limit,
+// is searched a window of starting points after the other, and between two windows the time is
+// looked at. A window is as wide as these allow: a scan to the end of the subject from each of its
+// points, and the limit of steps for each of them.
+constexpr uint32_t kBudgetMilliseconds = 5'000;
+constexpr size_t kLongestInOneCall = size_t{128} * 1024;
+constexpr uint64_t kStepsInOneCall = uint64_t{1} << 25;
+constexpr uint64_t kScansInOneCall = uint64_t{1} << 29;
+constexpr uint64_t kLeastSteps = 1024;
+constexpr uint64_t kStepsGrowth = 8;
+std::atomic<uint32_t> budgetMilliseconds = kBudgetMilliseconds;
 
 constexpr size_t kCachedExpressions = 1024;
 
@@ -37,6 +59,7 @@ struct FreeWith {
 };
 using Code = std::unique_ptr<pcre2_code, FreeWith<pcre2_code_free>>;
 using CompileContext = std::unique_ptr<pcre2_compile_context, FreeWith<pcre2_compile_context_free>>;
+using GeneralContext = std::unique_ptr<pcre2_general_context, FreeWith<pcre2_general_context_free>>;
 using MatchContext = std::unique_ptr<pcre2_match_context, FreeWith<pcre2_match_context_free>>;
 using MatchData = std::unique_ptr<pcre2_match_data, FreeWith<pcre2_match_data_free>>;
 using JitStack = std::unique_ptr<pcre2_jit_stack, FreeWith<pcre2_jit_stack_free>>;
@@ -78,8 +101,26 @@ PCRE2_SPTR Units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.data() == nullptr ? "" : text.data());
 }
 
-// What a thread needs to match: kept from one search to the next, so that a search allocates
-// nothing.
+uint64_t ProcessorMicroseconds() {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<uint64_t>(time.tv_sec) * 1'000'000 +
+         static_cast<uint64_t>(time.tv_nsec) / 1000;
+}
+
+// One call of the library.
+struct Attempt {
+  const pcre2_code* code;
+  size_t pairsNeeded;
+  std::string_view subject;
+  size_t from;
+  uint32_t options;
+  uint64_t steps = 0;              // from each starting point
+  size_t lastStart = PCRE2_UNSET;  // no match begins after it; only for windowed code
+};
+
+// What a thread needs to match: kept from one search to the next, so that an ordinary search
+// allocates nothing.
 class MatchWorkspace {
  public:
   static MatchWorkspace& OfThisThread() {
@@ -88,27 +129,29 @@ class MatchWorkspace {
   }
 
   // The library's result code; from 1 on it is a match and Offsets() holds the groups.
-  int Match(const pcre2_code* code, size_t pairsNeeded, std::string_view subject, size_t from,
-            uint32_t options) {
-    MakeRoom(pairsNeeded);
-    const uint64_t limit = kBaseMatchLimit + kMatchLimitPerByte * subject.size();
-    const uint64_t most = std::numeric_limits<uint32_t>::max();
-    pcre2_set_match_limit(context.get(), static_cast<uint32_t>(std::min(limit, most)));
-    int result = Run(code, subject, from, options);
+  int Match(const Attempt& attempt) {
+    MakeRoom(attempt.pairsNeeded);
+    pcre2_set_match_limit(context.get(), static_cast<uint32_t>(attempt.steps));
+    pcre2_set_offset_limit(context.get(), attempt.lastStart);
+    int result = Run(attempt, 0);
     // The interpreter keeps its state on the heap and gets further than the JIT stack does.
-    if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
-      result = Run(code, subject, from, options | PCRE2_NO_JIT);
+    if (result == PCRE2_ERROR_JIT_STACKLIMIT) result = Run(attempt, PCRE2_NO_JIT);
+    if (result > 0) {
+      const size_t* const found = pcre2_get_ovector_pointer(data.get());
+      offsets.assign(found, found + 2 * attempt.pairsNeeded);
     }
-    // A search that went wrong may have grown the match data up to the heap limit.
-    if (result < 0 && result != PCRE2_ERROR_NOMATCH) Forget();
+    // The interpreter leaves its state with the match data: up to the heap limit.
+    if (largestBlock > kMostKept) Forget();
     return result;
   }
 
-  const size_t* Offsets() const { return pcre2_get_ovector_pointer(data.get()); }
+  const size_t* Offsets() const { return offsets.data(); }
+  size_t BytesKept() const { return largestBlock; }
 
  private:
   MatchWorkspace()
-      : context(Allocated(MatchContext(pcre2_match_context_create(nullptr)))),
+      : memory(Allocated(GeneralContext(pcre2_general_context_create(Allocate, Free, this)))),
+        context(Allocated(MatchContext(pcre2_match_context_create(nullptr)))),
         stack(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr)) {
     pcre2_set_depth_limit(context.get(), kDepthLimit);
     pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
@@ -116,48 +159,180 @@ class MatchWorkspace {
     if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
   }
 
-  int Run(const pcre2_code* code, std::string_view subject, size_t from, uint32_t options) {
-    return pcre2_match(code, Units(subject), subject.size(), from, options, data.get(),
-                       context.get());
+  static void* Allocate(size_t size, void* user) {
+    auto& largest = static_cast<MatchWorkspace*>(user)->largestBlock;
+    largest = std::max(largest, size);
+    return std::malloc(size);
+  }
+  static void Free(void* block, void* /*user*/) { std::free(block); }
+
+  int Run(const Attempt& attempt, uint32_t moreOptions) {
+    return pcre2_match(attempt.code, Units(attempt.subject), attempt.subject.size(), attempt.from,
+                       attempt.options | moreOptions, data.get(), context.get());
   }
 
   void MakeRoom(size_t pairsNeeded) {
     if (pairsNeeded <= pairs) return;
-    data =
-        Allocated(MatchData(pcre2_match_data_create(static_cast<uint32_t>(pairsNeeded), nullptr)));
+    data = Allocated(
+        MatchData(pcre2_match_data_create(static_cast<uint32_t>(pairsNeeded), memory.get())));
     pairs = pairsNeeded;
   }
 
   void Forget() {
     data.reset();
     pairs = 0;
+    largestBlock = 0;
   }
 
+  // In this order: the match data is freed by way of the memory's functions.
+  size_t largestBlock = 0;
+  GeneralContext memory;
   MatchContext context;
   JitStack stack;
   MatchData data;
   size_t pairs = 0;
+  std::vector<size_t> offsets;
+};
+
+uint64_t MostSteps(size_t length) {
+  return std::min<uint64_t>(kBaseMatchLimit + kMatchLimitPerByte * length,
+                            std::numeric_limits<uint32_t>::max());
+}
+
+// The bytes that a match can begin with, as far as the library knows.
+class FirstBytes {
+ public:
+  FirstBytes() { possible.fill(true); }
+  explicit FirstBytes(const pcre2_code* code) : FirstBytes() {
+    const uint8_t* map = nullptr;
+    uint32_t kind = 0;
+    pcre2_pattern_info(code, PCRE2_INFO_FIRSTCODETYPE, &kind);
+    if (kind == 1) {
+      uint32_t unit = 0;
+      pcre2_pattern_info(code, PCRE2_INFO_FIRSTCODEUNIT, &unit);
+      possible.fill(false);
+      // Whether it counts in either case is not told.
+      for (const int byte : {static_cast<int>(unit), std::tolower(static_cast<int>(unit)),
+                             std::toupper(static_cast<int>(unit))}) {
+        possible[static_cast<size_t>(byte) & 0xff] = true;
+      }
+      isKnown = true;
+    } else if (pcre2_pattern_info(code, PCRE2_INFO_FIRSTBITMAP, &map) == 0 && map != nullptr) {
+      for (size_t byte = 0; byte < possible.size(); ++byte) {
+        possible[byte] = (map[byte / 8] >> (byte % 8) & 1) != 0;
+      }
+      isKnown = true;
+    }
+  }
+
+  // The first place at or after `at` where a match can begin; beyond the end when there is none.
+  size_t Next(std::string_view subject, size_t at) const {
+    if (!isKnown) return at;
+    while (at < subject.size() && !possible[static_cast<unsigned char>(subject[at])]) ++at;
+    return at < subject.size() ? at : subject.size() + 1;
+  }
+
+ private:
+  std::array<bool, 256> possible;
+  bool isKnown = false;
+};
+
+// Whether the starting points may be tried in several calls: \G asks where the call began, and what
+// these verbs say of one starting point is about others, too.
+bool IsDivisible(std::string_view pattern) {
+  const auto holds = [pattern](const char* what) {
+    return pattern.find(what) != std::string_view::npos;
+  };
+  return !holds("\\G") && !holds("(*COMMIT") && !holds("(*SKIP") && !holds("(*NOTEMPTY_ATSTART");
+}
+
+// Goes over the starting points window by window, with as few steps for each as will do.
+class PatientSearch {
+ public:
+  PatientSearch(const Attempt& whole, const FirstBytes& firstBytes, uint64_t& spentMicroseconds)
+      : attempt(whole),
+        first(firstBytes),
+        spent(spentMicroseconds),
+        begin(ProcessorMicroseconds()),
+        mostSteps(MostSteps(whole.subject.size())) {
+    width = Widest();
+  }
+
+  // As MatchWorkspace::Match().
+  int Run() {
+    const uint64_t before = spent;
+    for (;;) {
+      attempt.from = first.Next(attempt.subject, attempt.from);
+      if (attempt.from > attempt.subject.size()) return PCRE2_ERROR_NOMATCH;
+      const size_t room = attempt.subject.size() - attempt.from;
+      attempt.lastStart = attempt.from + std::min(width - 1, room);
+      attempt.steps = steps;
+      const int result = MatchWorkspace::OfThisThread().Match(attempt);
+      spent = before + ProcessorMicroseconds() - begin;
+      if (result == PCRE2_ERROR_NOMATCH) {
+        GoOn();
+      } else if (result != PCRE2_ERROR_MATCHLIMIT || !LookCloser()) {
+        return result;
+      }
+      if (spent > uint64_t{budgetMilliseconds} * 1000) return PCRE2_ERROR_MATCHLIMIT;
+    }
+  }
+
+ private:
+  size_t Widest() const {
+    const uint64_t scan = attempt.subject.size() + 1 - attempt.from;
+    const uint64_t widest = std::min(kScansInOneCall / scan, kStepsInOneCall / steps);
+    return static_cast<size_t>(std::max<uint64_t>(widest, 1));
+  }
+
+  void GoOn() {
+    attempt.from = attempt.lastStart + 1;
+    // The option is about the place where the whole search begins.
+    attempt.options &= ~static_cast<uint32_t>(PCRE2_NOTEMPTY_ATSTART);
+    if (attempt.from > attempt.subject.size()) return;
+    steps = std::max(steps / kStepsGrowth, std::min(kLeastSteps, mostSteps));
+    width = std::min(2 * width, Widest());
+  }
+
+  // False when that has been done as far as it goes.
+  bool LookCloser() {
+    if (width > 1) {
+      width = std::max<size_t>(width / 8, 1);
+      return true;
+    }
+    if (steps >= mostSteps) return false;
+    steps = std::min(steps * kStepsGrowth, mostSteps);
+    return true;
+  }
+
+  Attempt attempt;
+  const FirstBytes& first;
+  uint64_t& spent;
+  const uint64_t begin;
+  const uint64_t mostSteps;
+  uint64_t steps = kLeastSteps;
+  size_t width = 1;
 };
 
 }  // namespace
 
-// An expression as it stands in the cache, a bad one with its reason. Shared by threads; does not
-// change but for the note that its warning has been given.
+// An expression as it stands in the cache, a bad one with its reason. Shared by threads.
 class CompiledRegex {
  public:
   CompiledRegex(const KorString& expression, uint32_t libraryOptions)
       : pattern(expression), options(libraryOptions) {
     int reason = 0;
     size_t offset = 0;
-    code.reset(pcre2_compile(Units(pattern.View()), pattern.GetLength(), options, &reason, &offset,
-                             LineFeedContext()));
+    code = Compile(options, reason, offset);
     if (code == nullptr) {
       error.Printf("%S at offset %gu", LibraryMessage(reason), offset);
       return;
     }
-    // May be refused, by a hardened kernel for example: then the library interprets.
-    pcre2_jit_compile(code.get(), PCRE2_JIT_COMPLETE);
     pcre2_pattern_info(code.get(), PCRE2_INFO_CAPTURECOUNT, &groupCount);
+    uint32_t all = 0;
+    pcre2_pattern_info(code.get(), PCRE2_INFO_ALLOPTIONS, &all);
+    isAnchored = (all & PCRE2_ANCHORED) != 0;
+    isDivisible = IsDivisible(pattern.View());
   }
 
   const KorString& Pattern() const { return pattern; }
@@ -165,29 +340,69 @@ class CompiledRegex {
   const KorString& Error() const { return error; }
   size_t GroupCount() const { return groupCount; }
 
-  bool Match(std::string_view subject, size_t from, bool mayBeEmpty) {
+  bool Match(std::string_view subject, size_t from, bool mayBeEmpty, uint64_t& spent) {
     if (code == nullptr) {
-      if (!hasWarned.exchange(true)) {
-        KorFrameworkLog().WarningWithNL("Bad regular expression '%S': %S", pattern, error);
-      }
+      Warn("Bad regular expression", error);
       return false;
     }
-    const uint32_t matchOptions = mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART;
-    const int result = MatchWorkspace::OfThisThread().Match(code.get(), groupCount + size_t{1},
-                                                            subject, from, matchOptions);
+    const int result = Search({code.get(), groupCount + size_t{1}, subject, from,
+                               mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART},
+                              spent);
     if (result > 0) return true;
-    if (result != PCRE2_ERROR_NOMATCH && !hasWarned.exchange(true)) {
-      KorFrameworkLog().WarningWithNL("Gave up the search for regular expression '%S': %S", pattern,
-                                      LibraryMessage(result));
+    if (result != PCRE2_ERROR_NOMATCH) {
+      Warn("Gave up the search for regular expression", LibraryMessage(result));
     }
     return false;
   }
 
+  void Warn(const char* what, const KorString& reason) {
+    if (hasWarned.exchange(true)) return;
+    KorFrameworkLog().WarningWithNL("%s '%S': %S", what, pattern, reason);
+  }
+
  private:
+  Code Compile(uint32_t compileOptions, int& reason, size_t& offset) const {
+    Code made(pcre2_compile(Units(pattern.View()), pattern.GetLength(), compileOptions, &reason,
+                            &offset, LineFeedContext()));
+    // May be refused, by a hardened kernel for example: then the library interprets.
+    if (made != nullptr) pcre2_jit_compile(made.get(), PCRE2_JIT_COMPLETE);
+    return made;
+  }
+
+  // The library's result code.
+  int Search(Attempt attempt, uint64_t& spent) {
+    const size_t length = attempt.subject.size();
+    attempt.steps = MostSteps(length);
+    if (isAnchored) return MatchWorkspace::OfThisThread().Match(attempt);
+    const uint64_t share = std::max(kStepsInOneCall / (length + 1), kLeastSteps);
+    const bool isCurtailed = share < attempt.steps;
+    attempt.steps = std::min(share, attempt.steps);
+    if (!isDivisible || length <= kLongestInOneCall) {
+      const int result = MatchWorkspace::OfThisThread().Match(attempt);
+      if (result != PCRE2_ERROR_MATCHLIMIT || !isCurtailed || !isDivisible) return result;
+    }
+    std::call_once(windowedOnce, [this] {
+      int reason = 0;
+      size_t offset = 0;
+      windowed = Compile(options | PCRE2_USE_OFFSET_LIMIT, reason, offset);
+      firstBytes = FirstBytes(code.get());
+    });
+    if (windowed == nullptr) return PCRE2_ERROR_NOMEMORY;
+    attempt.code = windowed.get();
+    return PatientSearch(attempt, firstBytes, spent).Run();
+  }
+
   const KorString pattern;
   const uint32_t options;
   Code code;
   uint32_t groupCount = 0;
+  bool isAnchored = false;
+  bool isDivisible = true;
+  // The same for searches of a window, made when there is one; ordinary searches are quicker
+  // without.
+  std::once_flag windowedOnce;
+  Code windowed;
+  FirstBytes firstBytes;
   KorString error;
   std::atomic<bool> hasWarned = false;
 };
@@ -261,10 +476,14 @@ const KorString& RegexSearch::Error() const {
 }
 
 bool RegexSearch::Find(std::string_view text, size_t from, bool mayBeEmpty) {
-  if (!compiled->Match(text, from, mayBeEmpty)) return false;
+  if (!compiled->Match(text, from, mayBeEmpty, spentMicroseconds)) return false;
   subject = text;
   offsets = MatchWorkspace::OfThisThread().Offsets();
   return true;
+}
+
+void RegexSearch::WarnGivenUp(const char* doing, const KorString& reason) const {
+  compiled->Warn(doing, reason);
 }
 
 size_t RegexSearch::GroupCount() const {
@@ -276,4 +495,12 @@ std::string_view RegexSearch::Group(size_t number) const {
   const size_t begin = offsets[2 * number];
   if (begin == PCRE2_UNSET) return {};
   return subject.substr(begin, offsets[2 * number + 1] - begin);
+}
+
+uint32_t SetRegexBudget(uint32_t milliseconds) {
+  return budgetMilliseconds.exchange(milliseconds);
+}
+
+size_t RegexBytesKept() {
+  return MatchWorkspace::OfThisThread().BytesKept();
 }

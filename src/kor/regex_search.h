@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
@@ -34,8 +35,20 @@ class RegexSearch {
   // Group 0 is the whole match; a group that is unset or unknown is the empty text.
   std::string_view Group(size_t number) const;
 
+  // One warning for the expression, however often it is given up.
+  void WarnGivenUp(const char* doing, const KorString& reason) const;
+
  private:
   std::shared_ptr<CompiledRegex> compiled;
   std::string_view subject;
   const size_t* offsets = nullptr;
+  // What its searches that took long have cost together, of the processor's time.
+  uint64_t spentMicroseconds = 0;
 };
+
+// How many milliseconds of the processor the searches of one RegexSearch may take together; returns
+// what it was. For tests.
+uint32_t SetRegexBudget(uint32_t milliseconds);
+
+// What the calling thread keeps from one search to the next, in bytes.
+size_t RegexBytesKept();

@@ -1,4 +1,5 @@
 #include "kor/regex.h"
+#include "kor/regex_search.h"
 
 #include <gtest/gtest.h>
 
@@ -257,6 +258,92 @@ TEST(RegexLimits, WhatIsTooDeepForTheJitStackIsInterpreted) {
   EXPECT_TRUE(MatchRegex(text, "^(?:a|b)*c$", true));
   EXPECT_TRUE(MatchRegex(text, "(*NO_JIT)^(?:a|b)*c$", true));
   EXPECT_TRUE(log.Entries().empty()) << log.Text();
+}
+
+// Each is cheap from one starting point, and hopeless from all of them together.
+class CostlyRegex : public testing::TestWithParam<const char*> {
+ protected:
+  void TearDown() override { SetRegexBudget(budget); }
+
+  const uint32_t budget = SetRegexBudget(50);
+};
+
+TEST_P(CostlyRegex, IsGivenUpWhenAllStartingPointsTogetherCostTooMuch) {
+  const CapturedLog log(KorFrameworkLog());
+  const KorString pattern(GetParam() + ("(?#" + UniqueNumber() + ")"));
+  const KorString text(std::string(200'000, 'a') + "c\n\nb");
+
+  EXPECT_FALSE(MatchRegex(text, pattern, true));
+  EXPECT_EQ(RegexReplace(text, pattern, "x", true), text);
+
+  const auto entries = log.Entries();
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].text, "Gave up the search for regular expression '" + pattern.Str() +
+                                 "': match limit exceeded");
+}
+
+INSTANTIATE_TEST_SUITE_P(Patterns, CostlyRegex,
+                         testing::Values("a*[a-z]b", "(?:ab?)*b", "(*NO_JIT)a++b",
+                                         "(*COMMIT)a*[a-z]b"));
+
+TEST(RegexLimits, BudgetIsThatOfAllSearchesOfAReplacement) {
+  const CapturedLog log(KorFrameworkLog());
+  const uint32_t budget = SetRegexBudget(50);
+  // Every search goes over some of the text before it finds its match.
+  std::string text;
+  for (int n = 0; n < 400; ++n) text += std::string(3'000, 'a') + "b";
+  const KorString pattern("a{2000,}+c|b(?#" + UniqueNumber() + ")");
+
+  const KorString replaced = RegexReplace(KorString(text), pattern, "x", true);
+
+  SetRegexBudget(budget);
+  ASSERT_EQ(log.Entries().size(), 1U);
+  EXPECT_NE(replaced.Find("x", 0), -1);
+  EXPECT_TRUE(replaced.View().ends_with("aab"));
+}
+
+// In the same words for one call of the library and for many.
+TEST(RegexLimits, LongTextsAreSearchedAsShortOnesAre) {
+  const CapturedLog log(KorFrameworkLog());
+  const std::string filler = std::string(150'000, '-') + "\n" + std::string(150'000, 'x') + "\n";
+  const struct {
+    const char* pattern;
+    const char* text;
+  } cases[] = {{"(?m)^key:[ ]*(.*?)$", "key:  value"},
+               {"(?<=\\n)(\\w+)=\\d+$", "name=12"},
+               {"(?i)(SIZE): 1", "size: 1"},
+               {"\\b(q+)\\z", "qqq"},
+               {"(?s)-\\n.*x\\n(.)", "z"},
+               {"(*COMMIT)-(.)", ""}};
+  for (const auto& [pattern, text] : cases) {
+    const KorString longText(filler + text);
+    const KorString shortText(std::string("--\nxx\n") + text);
+    EXPECT_EQ(Captures(longText, pattern), Captures(shortText, pattern)) << pattern;
+  }
+  std::string replaced;
+  for (int n = 0; n < 150'000; ++n) replaced += "y-";
+  EXPECT_EQ(RegexReplace(KorString(filler), "x*", "y", true), KorString(replaced + "y\nyy\ny"));
+  EXPECT_TRUE(log.Entries().empty()) << log.Text();
+}
+
+TEST(RegexLimits, MemoryOfADeepSearchIsNotKept) {
+  const KorString text(std::string(100'000, 'a') + "c");
+  ASSERT_TRUE(MatchRegex(text, "(*NO_JIT)^(?:a|b)*c$", true));
+  EXPECT_LE(RegexBytesKept(), 256U * 1024);
+  ASSERT_TRUE(MatchRegex("abc", "b", true));
+  EXPECT_GT(RegexBytesKept(), 0U);
+}
+
+TEST(RegexLimits, ResultOfAReplacementIsAtMost64MiB) {
+  const CapturedLog log(KorFrameworkLog());
+  const std::string half(size_t{32} * 1024 * 1024, 'a');
+  const KorString pattern("(?s)^(.*)$(?#" + UniqueNumber() + ")");
+  EXPECT_EQ(RegexReplace(KorString(half), pattern, "$1$1", true).GetLength(), 2 * half.size());
+  EXPECT_TRUE(log.Entries().empty());
+  EXPECT_EQ(RegexReplace(KorString(half), pattern, "$1$1b", true), KorString(half));
+  ASSERT_EQ(log.Entries().size(), 1U);
+  EXPECT_EQ(log.Entries()[0].text, "Gave up replacing by regular expression '" + pattern.Str() +
+                                       "': the result is over 64 MiB");
 }
 
 TEST(RegexLimits, ThreadGoesOnMatchingAfterALimit) {
