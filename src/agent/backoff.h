@@ -26,4 +26,8 @@ class Backoff {
   std::chrono::milliseconds next;
 };
 
+// The interval, or up to a tenth of it more or less, so that agents which began together don't go
+// on together.
+std::chrono::milliseconds Jittered(std::chrono::milliseconds interval);
+
 }  // namespace agent

@@ -43,7 +43,7 @@ Result<void> SendAll(int descriptor, std::string_view bytes) {
   return {};
 }
 
-Result<std::string> ReadLine(int descriptor) {
+Result<std::string> ReadLine(int descriptor, size_t longest) {
   std::string line;
   std::array<char, kChunkBytes> chunk;
   while (!line.ends_with('\n')) {
@@ -52,6 +52,7 @@ Result<std::string> ReadLine(int descriptor) {
     if (count < 0) return Broken("the answer cannot be read");
     if (count == 0) return Failure{"the agent ended before it had answered"};
     line.append(chunk.data(), static_cast<size_t>(count));
+    if (line.size() > longest) return Failure{"the agent's answer is too long"};
   }
   return line;
 }
@@ -65,14 +66,14 @@ void LimitWaiting(int descriptor, std::chrono::seconds patience) {
 }  // namespace
 
 Result<ConsoleAnswer> AskAgent(const KorString& homePath, const ConsoleRequest& request,
-                               std::chrono::seconds patience) {
+                               std::chrono::seconds patience, size_t longest) {
   const KorString home = CompletePath(homePath);
   const Result<Descriptor> connection = ConnectToConsole(home + "/data/");
   if (!connection.IsOk()) return NoAgent(home, connection.Reason());
   LimitWaiting(connection.Value().Get(), patience);
   const Result<void> sent = SendAll(connection.Value().Get(), ConsoleRequestLine(request));
   if (!sent.IsOk()) return Failure{sent.Reason()};
-  const Result<std::string> line = ReadLine(connection.Value().Get());
+  const Result<std::string> line = ReadLine(connection.Value().Get(), longest);
   if (!line.IsOk()) return Failure{line.Reason()};
   return ParseConsoleAnswer(line.Value(), kIndentation);
 }

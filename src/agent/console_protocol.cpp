@@ -126,8 +126,12 @@ std::string ConsoleContentLine(uint32_t code, const char* member, const ordered_
 }
 
 Result<ConsoleAnswer> ParseConsoleAnswer(std::string_view line, int indentation) {
+  const Result<ordered_json> parsed = ParseJson(line);
+  if (!parsed.IsOk()) {
+    return Complaint("the agent's answer cannot be read: " + parsed.Reason().Str());
+  }
+  const ordered_json& json = parsed.Value();
   try {
-    const ordered_json json = ordered_json::parse(line);
     ConsoleAnswer answer;
     answer.code = json.at("code").get<uint32_t>();
     for (const char* member : {"container", "status", "actions"}) {

@@ -75,8 +75,16 @@ class DeliveryQueue::FolderLock {
   int folder;
 };
 
-DeliveryQueue::DeliveryQueue(const KorString& queueFolder, uint64_t byteLimit)
-    : folder(queueFolder), parked(queueFolder + "/parked"), limit(byteLimit) {}
+DeliveryQueue::DeliveryQueue(const KorString& queueFolder, uint64_t byteLimit, size_t itemLimit)
+    : folder(queueFolder),
+      parked(queueFolder + "/parked"),
+      mostItems(itemLimit),
+      limit(byteLimit) {}
+
+void DeliveryQueue::SetLimit(uint64_t byteLimit) {
+  const KorMutexLock lock(mutex);
+  limit = byteLimit;
+}
 
 Result<void> DeliveryQueue::Prepare() {
   if (folderDescriptor.IsOpen() && parkedDescriptor.IsOpen()) return {};
@@ -120,6 +128,7 @@ Result<void> DeliveryQueue::Scan() {
   const Result<QueueListing> aside = ListQueueFolder(parked);
   if (!aside.IsOk()) return Failure{aside.Reason()};
   bytes = waiting.Value().bytes + aside.Value().bytes;
+  parkedItems = aside.Value().items.size();
   std::map<std::string, bool> found;
   for (const auto& [id, parts] : waiting.Value().items) {
     if (!parts.hasMeaning) continue;
@@ -169,6 +178,11 @@ Result<std::string> DeliveryQueue::Add(const PlainFile* source, const KorContain
   const FolderLock folderLock(folderDescriptor.Get());
   const Result<void> scanned = Scan();
   if (!scanned.IsOk()) return Failure{scanned.Reason()};
+  if (items.size() + parkedItems >= mostItems) {
+    Failure failure;
+    failure.reason.Printf("the queue is full (%gu items)", uint64_t{mostItems});
+    return failure;
+  }
   const std::string id = NextId();
   const Result<void> stored = Store(id, source, meaning);
   if (!stored.IsOk()) {
@@ -217,8 +231,9 @@ Result<QueuedItem> DeliveryQueue::Load(const std::string& id) const {
   const Result<std::string> text =
       ReadPlainFile(PathOf(id + std::string(kMeaningSuffix)), kMeaningLimit);
   if (!text.IsOk()) return Failure{text.Reason()};
-  const ordered_json json = ordered_json::parse(text.Value(), nullptr, false);
-  if (!json.is_object()) return Failure{"its description is damaged"};
+  const Result<ordered_json> parsed = ParseJson(text.Value());
+  if (!parsed.IsOk() || !parsed.Value().is_object()) return Failure{"its description is damaged"};
+  const ordered_json& json = parsed.Value();
   QueuedItem item;
   item.id = id;
   item.meaning = KorString(text.Value());

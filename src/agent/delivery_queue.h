@@ -34,8 +34,10 @@ struct QueuedItem {
 class DeliveryQueue {
  public:
   // The folder is created when it is first needed. What waits and what is parked together takes no
-  // more bytes than the limit.
-  DeliveryQueue(const KorString& queueFolder, uint64_t byteLimit);
+  // more bytes than the limit, and is no more than so many items.
+  DeliveryQueue(const KorString& queueFolder, uint64_t byteLimit, size_t itemLimit = 10'000);
+
+  void SetLimit(uint64_t byteLimit) KOR_EXCLUDES(mutex);
 
   // The item's id, once it is durable. The meaning is completed with "Id", "Accepted" (time) and,
   // for a file, "Size" and "MD5". A true "Bypass" in it lets the item pass transfer windows. On a
@@ -81,12 +83,14 @@ class DeliveryQueue {
 
   const KorString folder;
   const KorString parked;
-  const uint64_t limit;
+  const size_t mostItems;
   KorMutex mutex;
+  uint64_t limit KOR_GUARDED_BY(mutex);
   Descriptor folderDescriptor KOR_GUARDED_BY(mutex);
   Descriptor parkedDescriptor KOR_GUARDED_BY(mutex);
   std::map<std::string, bool> items KOR_GUARDED_BY(mutex);  // whether they pass windows, by id
   uint64_t bytes KOR_GUARDED_BY(mutex) = 0;
+  size_t parkedItems KOR_GUARDED_BY(mutex) = 0;
   uint64_t lastSequence KOR_GUARDED_BY(mutex) = 0;
 };
 

@@ -31,7 +31,7 @@ class FilterHost {
 
   KorLogDispatcher& Log() { return host->Log(); }
 
-  // The action's result.
+  // The action's result; a signal ends what the action does.
   static uint32_t Invoke(const KorString& action, KorContainer& container);
 
   // The status to end with: that of a signal, if one came.

@@ -1,8 +1,7 @@
 #include "agent/folder_upstream.h"
 
-#include <limits>
-
 #include "agent/plain_file.h"
+#include "agent/queue_folder.h"
 #include "kor/atomic_file.h"
 #include "kor/file.h"
 
@@ -18,12 +17,17 @@ DeliveryResult Later(const KorString& reason) {
 // The meaning comes last: whoever reads the folder takes what has one.
 DeliveryResult FolderUpstream::Deliver(const QueuedItem& item) {
   if (!PathCreate(folder)) return Later("the folder '" + folder + "' cannot be created");
+  const Result<QueueListing> there = ListQueueFolder(folder);
+  if (!there.IsOk()) return Later(there.Reason());
+  if (there.Value().bytes >= limit) {
+    return Later("the folder '" + folder + "' is full (QueueLimit); somebody has to collect it");
+  }
+  const uint64_t room = limit - there.Value().bytes;
   const KorString stem = folder + "/" + KorString(item.id);
   if (!item.payload.IsEmpty()) {
     const Result<PlainFile> content = OpenPlainFile(item.payload);
     if (!content.IsOk()) return {DeliveryResult::Verdict::kRefused, content.Reason()};
-    const Result<uint64_t> copied =
-        CopyToFile(content.Value(), stem + ".data", std::numeric_limits<uint64_t>::max());
+    const Result<uint64_t> copied = CopyToFile(content.Value(), stem + ".data", room);
     if (!copied.IsOk()) return Later(copied.Reason());
   }
   KorAtomicFile meaning(stem + ".json");

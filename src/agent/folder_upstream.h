@@ -2,13 +2,17 @@
 
 #pragma once
 
+#include <cstdint>
+
 #include "agent/upstream.h"
 
 namespace agent {
 
 class FolderUpstream : public Upstream {
  public:
-  explicit FolderUpstream(const KorString& targetFolder) : folder(targetFolder) {}
+  // What is in the folder takes no more bytes than the limit; what comes then has to wait.
+  FolderUpstream(const KorString& targetFolder, uint64_t byteLimit)
+      : folder(targetFolder), limit(byteLimit) {}
 
   DeliveryResult Deliver(const QueuedItem& item) override;
 
@@ -21,6 +25,7 @@ class FolderUpstream : public Upstream {
 
  private:
   const KorString folder;
+  const uint64_t limit;
 };
 
 }  // namespace agent

@@ -97,10 +97,7 @@ Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
 void Host::ReloadSettings() {
   settings = ReadSettings(home);
   if (evidence != nullptr) evidence->SetKeeping(settings.keepEvidence);
-  // Transfers end first, so that the modules are without these neighbours for a moment only.
-  neighbours->Stop();
-  neighbours.reset();
-  neighbours = std::make_unique<Neighbours>(home, settings);
+  neighbours->Reload(settings);
   // Last: a GUID that becomes available makes modules send.
   identity->Reload(settings.topology);
 }

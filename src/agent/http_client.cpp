@@ -251,6 +251,7 @@ struct HttpClient::State {
   CURLcode RunTransfer() {
     curl_off_t progress = -1;
     auto stalledAt = steady_clock::now();
+    const auto end = stalledAt + settings.totalLimit;
     int running = 1;
     while (!aborted) {
       if (curl_multi_perform(multi.get(), &running) != CURLM_OK) return CURLE_FAILED_INIT;
@@ -260,8 +261,8 @@ struct HttpClient::State {
         progress = Progress();
         stalledAt = now + settings.stallLimit;
       }
-      if (now >= stalledAt) return CURLE_OPERATION_TIMEDOUT;
-      const auto left = std::chrono::ceil<milliseconds>(stalledAt - now);
+      if (now >= std::min(stalledAt, end)) return CURLE_OPERATION_TIMEDOUT;
+      const auto left = std::chrono::ceil<milliseconds>(std::min(stalledAt, end) - now);
       curl_multi_poll(multi.get(), nullptr, 0, static_cast<int>(left.count()), nullptr);
     }
     int others = 0;

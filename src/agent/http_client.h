@@ -31,6 +31,8 @@ struct HttpSettings {
   std::chrono::seconds connectLimit{30};
   // Longest time in which nothing moves in either direction.
   std::chrono::milliseconds stallLimit = std::chrono::seconds(60);
+  // Of one exchange, however little comes at a time.
+  std::chrono::milliseconds totalLimit = std::chrono::hours(6);
 };
 
 struct HttpRequest {

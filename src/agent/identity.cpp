@@ -16,6 +16,7 @@ namespace {
 
 constexpr const char* kSection = "Identity";
 constexpr const char* kKey = "GUID";
+constexpr size_t kLargestFile = size_t{1024} * 1024;
 
 KorString MakeGuid() {
   uuid_t bytes;
@@ -43,7 +44,7 @@ Result<KorString> LoadOrMakeGuid(const KorString& file) {
   if (!FileExists(file)) return MakeAndStoreGuid(file);
   std::string content;
   KorString error;
-  if (!FileReadAll(file, content, error)) {
+  if (!FileReadAll(file, content, error, kLargestFile)) {
     return Failure{KorString("the device's identity in '") + file + "' cannot be read: " + error};
   }
   KorString guid;

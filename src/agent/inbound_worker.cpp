@@ -67,11 +67,11 @@ void InboundWorker::Poll() {
   if (polled.IsOk()) {
     backoff.Reset();
     loggedFailure.Reset();
-    nextPoll = steady_clock::now() + options.pollInterval;
+    nextPoll = steady_clock::now() + Jittered(options.pollInterval);
     return;
   }
   // No more often than when all is well, unless the interval is longer than any back-off.
-  nextPoll = steady_clock::now() + std::min(backoff.Next(), milliseconds(options.pollInterval));
+  nextPoll = steady_clock::now() + std::min(backoff.Next(), Jittered(options.pollInterval));
   if (loggedFailure.IsNew(polled.Reason())) {
     KorFrameworkLog().DetailWithNL("The server's inbox: %S", polled.Reason());
   }

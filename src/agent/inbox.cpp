@@ -1,6 +1,7 @@
 #include "agent/inbox.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 
 #include "agent/plain_file.h"
 #include "kor/debug.h"
@@ -103,6 +105,39 @@ void Inbox::Finish(const std::string& name, const KorString& file, const KorStri
   // The description goes last: without it, an end in between would leave a file that nobody knows.
   if (!file.IsEmpty()) MoveTo(target, file);
   MoveTo(target, KorString(name));
+  Prune(target);
+}
+
+// The time of a file's last change of place counts, not that of its content. What is no plain file
+// is left alone: a person has put it there.
+void Inbox::Prune(const char* target) const {
+  struct Kept {
+    std::string path;
+    uint64_t size;
+    timespec came;
+  };
+  std::vector<Kept> files;
+  std::error_code error;
+  std::filesystem::directory_iterator entry((folder + "/" + target).Str(), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    struct stat status;
+    const std::string path = entry->path().string();
+    if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+    files.push_back({path, static_cast<uint64_t>(status.st_size), status.st_ctim});
+  }
+  std::sort(files.begin(), files.end(), [](const Kept& left, const Kept& right) {
+    return std::tie(left.came.tv_sec, left.came.tv_nsec, left.path) >
+           std::tie(right.came.tv_sec, right.came.tv_nsec, right.path);
+  });
+  size_t count = 0;
+  uint64_t bytes = 0;
+  for (const Kept& file : files) {
+    bytes += file.size;
+    if (++count <= kFilesKept && bytes <= kBytesKept) continue;
+    if (unlink(file.path.c_str()) == 0) {
+      KorFrameworkLog().DetailWithNL("Removed '%s': the folder keeps the latest only", file.path);
+    }
+  }
 }
 
 void Inbox::MoveTo(const char* target, const KorString& name) const {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,13 +15,18 @@
 namespace agent {
 
 // NAME.json and the file that it names. When it has been dealt with, both go to done/, or to
-// refused/ with NAME.reason.txt. One thread at a time.
+// refused/ with NAME.reason.txt; of each of the two folders the files that came last are kept. One
+// thread at a time.
 class Inbox {
  public:
   // A description that cannot be used yet is given `patience` after its last change: it may be in
   // the middle of being written, or its file may still come.
   Inbox(const KorString& inboxFolder, InboundDispatcher& itemDispatcher,
         std::chrono::seconds itemPatience = std::chrono::seconds(5));
+
+  // How much done/ and refused/ keep each.
+  static constexpr size_t kFilesKept = 300;
+  static constexpr uint64_t kBytesKept = uint64_t{256} * 1024 * 1024;
 
   // Creates the folders.
   Result<void> Prepare() const;
@@ -37,6 +44,7 @@ class Inbox {
   Step ProcessOne(const std::string& name);
   bool IsFresh(const KorString& path) const;
   void Finish(const std::string& name, const KorString& file, const KorString& reason);
+  void Prune(const char* target) const;
   void MoveTo(const char* target, const KorString& name) const;
 
   const KorString folder;

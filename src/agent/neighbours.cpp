@@ -20,17 +20,16 @@ InboundOptions MakeInboundOptions(const Home& home, const Settings& settings,
 
 }  // namespace
 
-Neighbours::Neighbours(const Home& home, const Settings& agentSettings,
+Neighbours::Neighbours(const Home& agentHome, const Settings& agentSettings,
                        const RetryLimits& retryLimits)
-    : settings(agentSettings),
+    : home(agentHome),
+      settings(agentSettings),
       limits(retryLimits),
-      inboundOptions(MakeInboundOptions(home, settings, limits)),
       files(home.DataDir() + "queue/files", settings.queueLimitBytes),
       actions(home.DataDir() + "queue/actions", settings.queueLimitBytes),
-      fileWorker(files, MakeUpstream(), settings.transferWindows, limits),
-      actionWorker(actions, MakeUpstream(), settings.transferWindows, limits),
-      fileStore(files, [this] { fileWorker.Wake(); }),
-      asyncActions(actions, [this] { actionWorker.Wake(); }) {}
+      workers(MakeWorkers()),
+      fileStore(files, [this] { CurrentWorkers()->files.Wake(); }),
+      asyncActions(actions, [this] { CurrentWorkers()->actions.Wake(); }) {}
 
 Neighbours::~Neighbours() {
   Stop();
@@ -38,7 +37,7 @@ Neighbours::~Neighbours() {
 
 std::unique_ptr<Upstream> Neighbours::MakeUpstream() const {
   if (settings.upstreamUrl.IsEmpty()) {
-    return std::make_unique<FolderUpstream>(settings.upstreamFolder);
+    return std::make_unique<FolderUpstream>(settings.upstreamFolder, settings.queueLimitBytes);
   }
   HttpSettings http;
   http.token = settings.upstreamToken;
@@ -48,42 +47,68 @@ std::unique_ptr<Upstream> Neighbours::MakeUpstream() const {
   return std::make_unique<HttpsUpstream>(settings.upstreamUrl, http);
 }
 
+std::shared_ptr<Neighbours::Workers> Neighbours::MakeWorkers() {
+  return std::shared_ptr<Workers>(
+      new Workers{{files, MakeUpstream(), settings.transferWindows, limits},
+                  {actions, MakeUpstream(), settings.transferWindows, limits}});
+}
+
+std::shared_ptr<Neighbours::Workers> Neighbours::CurrentWorkers() {
+  const KorMutexLock lock(mutex);
+  return workers;
+}
+
+void Neighbours::Reload(const Settings& newSettings) {
+  Stop();
+  inbound.reset();
+  delivering = false;
+  settings = newSettings;
+  files.SetLimit(settings.queueLimitBytes);
+  actions.SetLimit(settings.queueLimitBytes);
+  const std::shared_ptr<Workers> made = MakeWorkers();
+  const KorMutexLock lock(mutex);
+  workers = made;
+}
+
 void Neighbours::StartDelivery() {
   if (delivering) return;
   delivering = true;
-  fileWorker.Start();
-  actionWorker.Start();
+  CurrentWorkers()->files.Start();
+  CurrentWorkers()->actions.Start();
 }
 
 void Neighbours::StartService() {
   StartDelivery();
   if (inbound) return;
-  inbound = std::make_unique<InboundWorker>(MakeUpstream(), inboundOptions);
+  inbound =
+      std::make_unique<InboundWorker>(MakeUpstream(), MakeInboundOptions(home, settings, limits));
   inbound->Start();
 }
 
 DeliveryStatus Neighbours::DeliverFor(std::chrono::milliseconds time) {
   StartDelivery();
   const auto end = std::chrono::steady_clock::now() + time;
-  fileWorker.DrainFor(time);
-  actionWorker.DrainFor(std::chrono::duration_cast<std::chrono::milliseconds>(
+  const std::shared_ptr<Workers> current = CurrentWorkers();
+  current->files.DrainFor(time);
+  current->actions.DrainFor(std::chrono::duration_cast<std::chrono::milliseconds>(
       end - std::chrono::steady_clock::now()));
   return Status();
 }
 
 void Neighbours::Stop() {
   if (inbound) inbound->Stop();
-  fileWorker.Stop();
-  actionWorker.Stop();
+  CurrentWorkers()->files.Stop();
+  CurrentWorkers()->actions.Stop();
 }
 
 DeliveryStatus Neighbours::Status() {
+  const std::shared_ptr<Workers> current = CurrentWorkers();
   DeliveryStatus status;
   status.files = files.Count();
   status.actions = actions.Count();
   status.parked = files.CountParked() + actions.CountParked();
-  status.lastFailure = fileWorker.LastFailure();
-  if (status.lastFailure.IsEmpty()) status.lastFailure = actionWorker.LastFailure();
+  status.lastFailure = current->files.LastFailure();
+  if (status.lastFailure.IsEmpty()) status.lastFailure = current->actions.LastFailure();
   return status;
 }
 

@@ -13,6 +13,7 @@
 #include "agent/home.h"
 #include "agent/inbound_worker.h"
 #include "agent/settings.h"
+#include "kor/mutex.h"
 #include "kor/string.h"
 
 namespace agent {
@@ -40,22 +41,34 @@ class Neighbours {
   // For a single command: delivers for that long at most. What is left stays in the queue.
   DeliveryStatus DeliverFor(std::chrono::milliseconds time);
 
+  // Goes on with other settings. The actions are there all the while; deliveries and the watch over
+  // the inbox are to be started again.
+  void Reload(const Settings& newSettings);
+
   // Ends transfers in progress; their items stay in the queue.
   void Stop();
 
   DeliveryStatus Status();
 
  private:
+  struct Workers {
+    DeliveryWorker files;
+    DeliveryWorker actions;
+  };
+
   std::unique_ptr<Upstream> MakeUpstream() const;
+  std::shared_ptr<Workers> MakeWorkers();
+  std::shared_ptr<Workers> CurrentWorkers() KOR_EXCLUDES(mutex);
   void StartDelivery();
 
-  const Settings settings;
+  const Home home;
+  Settings settings;
   const RetryLimits limits;
-  const InboundOptions inboundOptions;
   DeliveryQueue files;
   DeliveryQueue actions;
-  DeliveryWorker fileWorker;
-  DeliveryWorker actionWorker;
+  KorMutex mutex;
+  // Woken by actions while they are replaced.
+  std::shared_ptr<Workers> workers KOR_GUARDED_BY(mutex);
   FileStore fileStore;
   AsyncActions asyncActions;
   std::unique_ptr<InboundWorker> inbound;

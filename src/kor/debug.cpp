@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <iterator>
@@ -16,6 +18,8 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view kLevelNames[] = {"trace", "detail", "print", "warning", "error"};
 constexpr unsigned char kDelete = 0x7f;
+// What a device or a file says can be long; a log file is to stay near its size.
+constexpr size_t kLongestText = size_t{64} * 1024;
 
 void AppendPadded(std::string& out, int64_t number, size_t width) {
   const std::string digits = std::to_string(number);
@@ -108,7 +112,7 @@ bool KorLogLevelFromName(const KorString& name, KorLogLevel& out) {
 
 KorString KorLogLine(const KorLogRecord& record) {
   std::string line;
-  line.reserve(record.text.size() + record.logger.size() +
+  line.reserve(std::min(record.text.size(), kLongestText) + record.logger.size() +
                "2026-01-31T12:34:56.789Z warning : "sv.size());
   AppendTime(line, record.time);
   line += ' ';
@@ -116,7 +120,10 @@ KorString KorLogLine(const KorLogRecord& record) {
   line += ' ';
   line += record.logger;
   line += ": ";
-  AppendEscaped(line, record.text);
+  AppendEscaped(line, record.text.substr(0, kLongestText));
+  if (record.text.size() > kLongestText) {
+    line += "... (" + std::to_string(record.text.size()) + " bytes)";
+  }
   return KorString(std::move(line));
 }
 

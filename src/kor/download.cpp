@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,7 @@
 
 #include "kor/atomic_file.h"
 #include "kor/debug.h"
+#include "kor/download_time.h"
 #include "kor/file.h"
 #include "kor/late_curl.h"
 #include "kor/thread.h"
@@ -38,6 +40,7 @@ constexpr long kConnectSeconds = 30;
 constexpr long kStalledBytesPerSecond = 1;
 constexpr long kStalledSeconds = 60;
 constexpr long kMaximumRedirects = 5;
+std::atomic<uint32_t> mostMilliseconds = 3'600'000;
 
 constexpr int kFailed = 1;
 
@@ -126,6 +129,7 @@ void SetUp(CURL* transfer, CURLU* url, Reception& reception, char* reason) {
   curl_easy_setopt(transfer, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
   curl_easy_setopt(transfer, CURLOPT_LOW_SPEED_LIMIT, kStalledBytesPerSecond);
   curl_easy_setopt(transfer, CURLOPT_LOW_SPEED_TIME, kStalledSeconds);
+  curl_easy_setopt(transfer, CURLOPT_TIMEOUT_MS, static_cast<long>(mostMilliseconds.load()));
   curl_easy_setopt(transfer, CURLOPT_FAILONERROR, 1L);
   curl_easy_setopt(transfer, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(transfer, CURLOPT_ERRORBUFFER, reason);
@@ -186,4 +190,8 @@ int FileCopyNet(const KorString& url, const KorString& path, int) {
   if (error.IsEmpty()) return 0;
   KorFrameworkLog().WarningWithNL("Cannot fetch '%S': %S", url, error);
   return kFailed;
+}
+
+uint32_t SetDownloadTime(uint32_t milliseconds) {
+  return mostMilliseconds.exchange(milliseconds);
 }

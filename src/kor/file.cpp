@@ -120,13 +120,17 @@ bool FileReadChunks(const KorString& path, const std::function<bool(std::string_
   return count == 0;
 }
 
-bool FileReadAll(const KorString& path, std::string& content, KorString& error) {
+bool FileReadAll(const KorString& path, std::string& content, KorString& error, size_t limit) {
   std::string whole;
-  const auto append = [&whole](std::string_view piece) {
+  const auto append = [&whole, limit](std::string_view piece) {
     whole += piece;
-    return true;
+    return whole.size() <= limit;
   };
   if (!FileReadChunks(path, append, error)) return false;
+  if (whole.size() > limit) {
+    error.Printf("it is larger than %gu bytes", limit);
+    return false;
+  }
   content = std::move(whole);
   return true;
 }

@@ -48,8 +48,10 @@ bool FileClose(int descriptor);
 bool FileReadChunks(const KorString& path, const std::function<bool(std::string_view)>& take,
                     KorString& error);
 
-// The whole content. False with the reason in `error`, as above, when it cannot be read.
-bool FileReadAll(const KorString& path, std::string& content, KorString& error);
+// The whole content. False with the reason in `error`, as above, when it cannot be read or is
+// longer than the limit.
+bool FileReadAll(const KorString& path, std::string& content, KorString& error,
+                 size_t limit = SIZE_MAX);
 
 // Replaces the file whole or leaves it as it was (kor/atomic_file.h); then the reason is in the
 // framework's log.

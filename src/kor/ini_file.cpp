@@ -19,6 +19,7 @@
 
 namespace {
 
+constexpr size_t kLargestFile = size_t{1024} * 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string_view Trimmed(std::string_view text) {
@@ -157,7 +158,7 @@ struct IniFile::State {
   explicit State(const KorString& filePath) : path(filePath) {
     std::string content;
     KorString error;
-    if (FileReadAll(path, content, error)) {
+    if (FileReadAll(path, content, error, kLargestFile)) {
       lines = SplitLines(content);
     } else if (FileExists(path)) {
       isReadable = false;

@@ -33,6 +33,7 @@ using Clock = std::chrono::steady_clock;
 // A broken tool must not eat the machine.
 constexpr size_t kMaxOutput = size_t{64} * 1024 * 1024;
 constexpr size_t kChunkSize = 64 * 1024;
+constexpr size_t kLargestOsRelease = size_t{1024} * 1024;
 // How long a killed command may take to go. One that hangs in the kernel (a dead network file
 // system) goes later or never, and does not keep the thread.
 constexpr std::chrono::seconds kKillPatience{1};
@@ -286,8 +287,8 @@ KorString KorLiveMachine::HostName() {
 KorString KorLiveMachine::DistributionName() {
   std::string content;
   KorString reason;
-  if (!FileReadAll("/etc/os-release", content, reason)) {
-    FileReadAll("/usr/lib/os-release", content, reason);
+  if (!FileReadAll("/etc/os-release", content, reason, kLargestOsRelease)) {
+    FileReadAll("/usr/lib/os-release", content, reason, kLargestOsRelease);
   }
   KorString name = DistributionNameFromOsRelease(content);
   return name.IsEmpty() ? KorString("Linux") : name;

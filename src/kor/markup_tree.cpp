@@ -258,7 +258,7 @@ bool MarkupTree::ParseFile(const KorString& path) {
   pugi::xml_document parsed;
   constexpr unsigned int kKeepAll = pugi::parse_default | pugi::parse_comments | pugi::parse_pi |
                                     pugi::parse_ws_pcdata | pugi::parse_doctype;
-  if (FileReadAll(path, content, errorText)) {
+  if (FileReadAll(path, content, errorText, kXmlSizeLimit)) {
     const auto result = parsed.load_buffer(content.data(), content.size(), kKeepAll);
     if (!result) errorText = result.description();
     for (const pugi::xml_node node : parsed.children()) {

@@ -281,6 +281,10 @@ bool KorThread::WaitUntilNoneRuns(uint32_t milliseconds) {
   return true;
 }
 
+void KorThread::ThrowIfCurrentIsCancelled() {
+  if (currentRun != nullptr && currentRun->cancelled) throw KorThreadCancelled();
+}
+
 bool KorThread::CurrentIsForced() {
   return currentRun != nullptr && currentRun->forced;
 }

@@ -50,6 +50,10 @@ class KorThread {
   // here before it unloads a module.
   static bool WaitUntilNoneRuns(uint32_t milliseconds);
 
+  // For long work without such calls: throws KorThreadCancelled on a KorThread for which a cancel,
+  // of either kind, was asked.
+  static void ThrowIfCurrentIsCancelled();
+
   // For the framework's blocking calls: true on a KorThread that is cancelled by force.
   static bool CurrentIsForced();
   // A descriptor that becomes readable when the calling KorThread is cancelled by force; -1 on any

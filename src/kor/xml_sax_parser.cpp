@@ -1,5 +1,7 @@
 #include "kor/xml_sax_parser.h"
 
+// The library has its bounds for entities when it is built with this, as distributions do.
+#define XML_DTD
 #include <expat.h>
 
 #include <exception>
@@ -16,6 +18,8 @@ namespace {
 
 // Far deeper than any document of ours; users of the events may recurse per level.
 constexpr unsigned int kMaximumDepth = 1024;
+// What entities make of a document beyond the library's threshold of 8 MiB.
+constexpr float kMaximumAmplification = 4;
 
 struct ParserFree {
   void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
@@ -35,6 +39,7 @@ struct CsXmlSaxParser::Events {
   Events(CsXmlSaxParser& parserOwner, const KorString& path) : owner(parserOwner), position(path) {
     if (!parser) throw std::bad_alloc();
     XML_SetUserData(parser.get(), this);
+    XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser.get(), kMaximumAmplification);
     XML_SetElementHandler(parser.get(), StartElement, EndElement);
     XML_SetCharacterDataHandler(parser.get(), CharacterData);
   }
@@ -109,9 +114,18 @@ bool CsXmlSaxParser::ParseFile(const KorString& path) {
   stopRequested = false;
   Events events(*this, path);
   bool wellFormed = true;
-  const auto feed = [&](std::string_view piece) { return wellFormed = events.Feed(piece, false); };
-  const bool wasRead = FileReadChunks(path, feed, errorText);
-  if (!wasRead) {
+  uint64_t size = 0;
+  const auto feed = [&](std::string_view piece) {
+    size += piece.size();
+    return wellFormed = size <= sizeLimit && events.Feed(piece, false);
+  };
+  // Files of the kernel have no size: what is read is counted, too.
+  const bool isTooLarge = FileGetSize(path) > static_cast<int64_t>(sizeLimit);
+  const bool wasRead = !isTooLarge && FileReadChunks(path, feed, errorText);
+  if (isTooLarge || size > sizeLimit) {
+    errorText.Printf("it is larger than %gu bytes", sizeLimit);
+  }
+  if (!wasRead || size > sizeLimit) {
     KorFrameworkLog().ErrorWithNL("%S: %S", path, errorText);
     return false;
   }

@@ -9,6 +9,9 @@ const KorString KorAssignment::strFILETYPE = "Assignment";
 
 namespace {
 
+// As much as comes over the network.
+constexpr size_t kLargestContent = size_t{64} * 1024 * 1024;
+
 // What is remembered is read, acted upon and written again without another assignment in between.
 // Held around the locks of modules, never within them.
 KorMutex performLock;
@@ -96,7 +99,7 @@ bool KorAssignment::ReadContent(const KorContainer& parameters, bool contentInCo
   if (!parameters.GetString(assignment_key::kFilePath, path)) return Refuse("FilePath is missing");
   std::string bytes;
   KorString error;
-  if (!FileReadAll(path, bytes, error)) return Refuse(error);
+  if (!FileReadAll(path, bytes, error, kLargestContent)) return Refuse(error);
   content = KorString(std::move(bytes));
   return true;
 }

@@ -14,6 +14,7 @@
 #include "kor/container.h"
 #include "kor/debug.h"
 #include "kor/string.h"
+#include "kor/xml_sax_parser.h"
 #include "korcore/obj_base.h"
 
 // One value of an instance.
@@ -176,8 +177,9 @@ class ObjInv {
   void WriteXml(const std::function<void(std::string_view)>& write) const;
 
   // Replaces the file by this document as XML (docs/file-formats.md). Equal documents give equal
-  // files, byte for byte. False on a write error, with the reason logged; the old file then stays.
-  bool Save(const KorString& path) const;
+  // files, byte for byte. False on a write error and for a file that would be longer than that,
+  // with the reason logged; the old file then stays.
+  bool Save(const KorString& path, uint64_t mostBytes = kXmlSizeLimit) const;
 
   // Replaces this document by the one in the file. False, with file, line and reason logged and the
   // document empty, when the file cannot be read or is not such a document. The parser argument is

@@ -5,6 +5,7 @@
 
 #include "kor/file.h"
 #include "korcore/obj_inv.h"
+#include "korcore/obj_inv_functions.h"
 #include "korcore/obj_inv_sqlite.h"
 
 namespace {
@@ -13,10 +14,14 @@ using Clock = std::chrono::steady_clock;
 
 // What the container keeps for a value besides its bytes, roughly.
 constexpr size_t kValueUpkeep = 64;
-constexpr int kLongestText = 16'777'216;
+// A call of a function cannot be interrupted: the time of a query is bounded only as far as no call
+// takes long.
+constexpr int kLongestText = 1'048'576;
 constexpr size_t kLongestQuery = 1'048'576;
 constexpr int kLongestPattern = 1'000;
-constexpr int kStepsBetweenClockReadings = 1'000;
+constexpr int kDeepestExpression = 200;
+constexpr int kMostSelects = 50;
+constexpr int kStepsBetweenClockReadings = 10;
 
 constexpr const char* kQueryKey = "Query";
 constexpr const char* kColumnsKey = "Columns";
@@ -24,6 +29,14 @@ constexpr const char* kRowsKey = "Rows";
 constexpr const char* kValuesKey = "Values";
 constexpr const char* kTruncatedKey = "Truncated";
 constexpr const char* kErrorKey = "Error";
+
+// What loads code, and what takes the product of the lengths of two texts.
+bool IsRefused(const char* function) {
+  for (const char* const refused : {"load_extension", "fts3_tokenizer", "json_patch"}) {
+    if (std::strcmp(function, refused) == 0) return true;
+  }
+  return false;
+}
 
 // Allows to read and nothing else. Pragmas that pose as tables come here as pragmas.
 int Authorise(void* /*user*/, int action, const char* /*first*/, const char* second,
@@ -34,7 +47,7 @@ int Authorise(void* /*user*/, int action, const char* /*first*/, const char* sec
     case SQLITE_RECURSIVE:
       return SQLITE_OK;
     case SQLITE_FUNCTION:
-      return std::strcmp(second, "load_extension") == 0 ? SQLITE_DENY : SQLITE_OK;
+      return IsRefused(second) ? SQLITE_DENY : SQLITE_OK;
     default:
       return SQLITE_DENY;
   }
@@ -44,16 +57,19 @@ int IsTooLate(void* deadline) {
   return Clock::now() >= *static_cast<const Clock::time_point*>(deadline) ? 1 : 0;
 }
 
-void Confine(sqlite3* database, Clock::time_point& deadline) {
+bool Confine(sqlite3* database, Clock::time_point& deadline) {
   sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
   sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
   sqlite3_limit(database, SQLITE_LIMIT_LENGTH, kLongestText);
   sqlite3_limit(database, SQLITE_LIMIT_LIKE_PATTERN_LENGTH, kLongestPattern);
+  sqlite3_limit(database, SQLITE_LIMIT_EXPR_DEPTH, kDeepestExpression);
+  sqlite3_limit(database, SQLITE_LIMIT_COMPOUND_SELECT, kMostSelects);
   sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
   sqlite3_set_authorizer(database, Authorise, nullptr);
   sqlite3_progress_handler(database, kStepsBetweenClockReadings, IsTooLate, &deadline);
+  return BoundSqliteFunctions(database);
 }
 
 KorString ColumnText(sqlite3_stmt* statement, int column) {
@@ -80,7 +96,7 @@ class DumpQuery {
     if (database == nullptr) {
       return Fail("Cannot open the inventory dump '" + path + "': " + error);
     }
-    Confine(database.get(), deadline);
+    if (!Confine(database.get(), deadline)) return FailWith(SQLITE_ERROR);
     if (!Prepare(query)) return false;
     ReadColumns();
     return ReadRows();

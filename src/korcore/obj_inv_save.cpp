@@ -1,5 +1,6 @@
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -224,12 +225,21 @@ void ObjInv::WriteXml(const std::function<void(std::string_view)>& write) const 
   Writer(write).Document(*this);
 }
 
-bool ObjInv::Save(const KorString& path) const {
+bool ObjInv::Save(const KorString& path, uint64_t mostBytes) const {
   KorAtomicFile file(path);
-  WriteXml([&file](std::string_view piece) { file.Write(piece); });
-  if (file.Commit()) return true;
+  uint64_t size = 0;
+  WriteXml([&](std::string_view piece) {
+    size += piece.size();
+    if (size <= mostBytes) file.Write(piece);
+  });
+  if (size <= mostBytes && file.Commit()) return true;
   KorDebug log("Inventory", "Inventory documents");
   log.SetContext(context);
-  log.ErrorWithNL("Failed to save inventory: %S", file.Error());
+  KorString reason = file.Error();
+  if (size > mostBytes) {
+    // No reader would take it.
+    reason.Printf("%S: it would be larger than %gu bytes", path, mostBytes);
+  }
+  log.ErrorWithNL("Failed to save inventory: %S", reason);
   return false;
 }

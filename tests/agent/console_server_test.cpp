@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "agent/console_client.h"
 #include "agent/console_socket.h"
 #include "kor/mutex.h"
 #include "support/temporary_folder.h"
@@ -292,6 +293,17 @@ TEST_F(ConsoleClients, HugeAnswerArrivesWhole) {
     ended = chunk[static_cast<size_t>(count) - 1] == '\n';
   }
   EXPECT_EQ(32U * 1024 * 1024 + 1, received);
+}
+
+TEST_F(ConsoleClients, AnswerThatIsTooLongIsRefusedByTheClient) {
+  mkdir(folder.Path("data").CStr(), 0700);
+  auto started = ConsoleServer::Start(folder.Path("data") + "/",
+                                      [](const std::string&, const ConsoleServer::Reply& reply) {
+                                        reply(std::string(1024 * 1024, 'x') + "\n");
+                                      });
+  ASSERT_TRUE(started.IsOk());
+  const auto answer = AskAgent(folder.Path(), StatusRequest(), std::chrono::seconds(60), 1000);
+  EXPECT_EQ(answer.Reason(), "the agent's answer is too long");
 }
 
 TEST_F(ConsoleClients, HundredAtOnceAreServedUpToTheLimit) {

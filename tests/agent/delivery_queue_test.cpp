@@ -140,6 +140,17 @@ TEST(DeliveryQueue, LimitRefusesAndDoneMakesRoom) {
   EXPECT_TRUE(queue.AddFile(source, Meaning("Type")).IsOk());
 }
 
+TEST(DeliveryQueue, NumberOfItemsIsLimitedTheParkedOnesIncluded) {
+  const TemporaryFolder folder;
+  DeliveryQueue queue(folder.Path("queue"), kRoom, 2);
+  const std::string first = queue.AddMessage({}).Value();
+  ASSERT_TRUE(queue.AddMessage({}).IsOk());
+  ASSERT_TRUE(queue.Park(first, "refused").IsOk());
+  EXPECT_EQ("the queue is full (2 items)", queue.AddMessage({}).Reason());
+  ASSERT_TRUE(queue.Done(queue.Peek(false)->id).IsOk());
+  EXPECT_TRUE(queue.AddMessage({}).IsOk());
+}
+
 TEST(DeliveryQueue, ParkedItemsAreKeptWithTheirReasonAndCanComeBack) {
   const TemporaryFolder folder;
   DeliveryQueue queue(folder.Path("queue"), kRoom);

@@ -200,7 +200,7 @@ TEST(FolderUpstream, RepeatsAreHarmless) {
   DeliveryQueue queue(folder.Path("queue"), kRoom);
   const std::string id = queue.AddFile(folder.Write("source", "abc"), Meaning()).Value();
   const QueuedItem item = *queue.Peek(false);
-  agent::FolderUpstream upstream(folder.Path("out"));
+  agent::FolderUpstream upstream(folder.Path("out"), kRoom);
   for (int repeat = 0; repeat < 2; ++repeat) {
     EXPECT_EQ(Verdict::kDelivered, upstream.Deliver(item).verdict);
     EXPECT_EQ("abc", folder.Read("out/" + id + ".data"));
@@ -215,7 +215,7 @@ TEST(FolderUpstream, FolderThatCannotBeUsedIsTriedAgain) {
   DeliveryQueue queue(folder.Path("queue"), kRoom);
   queue.AddMessage(Meaning()).Value();
   folder.Write("out", "a file");
-  agent::FolderUpstream upstream(folder.Path("out"));
+  agent::FolderUpstream upstream(folder.Path("out"), kRoom);
   EXPECT_EQ(Verdict::kRetry, upstream.Deliver(*queue.Peek(false)).verdict);
 }
 
@@ -230,6 +230,19 @@ TEST(Backoff, GrowsToItsLimitWithJitterAndObeysTheServer) {
   backoff.Reset();
   EXPECT_LE(backoff.Next().count(), 100);
   EXPECT_EQ(milliseconds(900), backoff.Next(milliseconds(900)));
+}
+
+TEST(Backoff, IntervalsDifferByATenth) {
+  bool isLess = false;
+  bool isMore = false;
+  for (int n = 0; n < 1000; ++n) {
+    const milliseconds interval = agent::Jittered(seconds(3600));
+    ASSERT_GE(interval, seconds(3240));
+    ASSERT_LE(interval, seconds(3960));
+    isLess = isLess || interval < seconds(3500);
+    isMore = isMore || interval > seconds(3700);
+  }
+  EXPECT_TRUE(isLess && isMore);
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
 // kor-agent filter apply, as a user starts it.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "kor/file.h"
 #include "korcore/obj_inv.h"
 #include "support/program_run.h"
 #include "support/temporary_folder.h"
@@ -95,6 +99,26 @@ TEST_F(FilterApply, ExplainsThatNothingWasDone) {
 
   EXPECT_EQ(0, run.status);
   EXPECT_EQ("no rule changed or rejected anything\n", run.output);
+}
+
+TEST_F(FilterApply, SignalEndsATranslationThatGoesOnForEver) {
+  const KorString endless =
+      folder.Write("endless.xml", R"(<HWINVCONFIG><TRANSLATEHWLIST maxpass="4294967295">
+      <TRANSLATEHW label="again"><MATCHHW><ATTRNAME>Model</ATTRNAME></MATCHHW>
+      <ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE>x</ATTRVALUE></MODIFYHW></TRANSLATEHW>
+      </TRANSLATEHWLIST></HWINVCONFIG>)");
+  folder.Write("destination.xml", "before");
+  // The action removes the destination first, and then is at it for years.
+  std::thread interrupter([this] {
+    while (FileExists(destination)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    kill(ProgramRun::Latest(), SIGINT);
+  });
+
+  const ProgramRun run = Apply(endless, source, destination);
+
+  interrupter.join();
+  EXPECT_EQ(128 + SIGINT, run.status) << run.errors;
+  EXPECT_FALSE(FileExists(destination));
 }
 
 TEST_F(FilterApply, SourceThatIsTheDestinationIsLeftAlone) {

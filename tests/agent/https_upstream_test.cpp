@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -32,6 +33,12 @@ using Verdict = DeliveryResult::Verdict;
 
 constexpr uint64_t kRoom = 64 * 1024 * 1024;
 constexpr agent::RetryLimits kFast{milliseconds(10), milliseconds(100)};
+
+// Going down into it by recursion would end the process.
+std::string DeepItem() {
+  return R"({"Items": [{"Id": "n1", "Item": )" + std::string(200'000, '[') +
+         std::string(200'000, ']') + "}]}";
+}
 
 class HttpsUpstreamTest : public testing::Test {
  protected:
@@ -224,6 +231,41 @@ TEST_F(HttpsUpstreamTest, StopEndsATransferInProgressAtOnce) {
   EXPECT_EQ(1U, queue.Count());
 }
 
+TEST_F(HttpsUpstreamTest, ExchangeThatTakesTooLongIsGivenUp) {
+  AddFile("content");
+  const RunningServer server(folder, {"stall"});
+  HttpSettings hasty = Settings();
+  hasty.stallLimit = std::chrono::hours(1);
+  hasty.totalLimit = milliseconds(100);
+  HttpsUpstream upstream(KorString(server.Url()), hasty);
+
+  const DeliveryResult result = upstream.Deliver(*queue.Peek(false));
+
+  EXPECT_EQ(Verdict::kRetry, result.verdict);
+  EXPECT_EQ("Timeout was reached", result.reason);
+}
+
+TEST_F(HttpsUpstreamTest, AnswerThatIsTooLongIsRefused) {
+  mkdir(folder.Path("www").CStr(), 0700);
+  folder.Write("www/inbox", R"({"Items": [], "Rest": ")" + std::string(1024 * 1024, 'x') + "\"}");
+  const RunningServer server(folder);
+  EXPECT_EQ("the answer is too large", Upstream(server)->ListInbox().Reason());
+}
+
+TEST_F(HttpsUpstreamTest, InboxFileThatIsTooLongIsRefused) {
+  mkdir(folder.Path("www").CStr(), 0700);
+  std::filesystem::resize_file(folder.Write("www/n1", "x").Str(), 64 * 1024 * 1024 + 1);
+  const RunningServer server(folder);
+  agent::InboxEntry entry;
+  entry.id = "n1";
+  HttpSettings patient = Settings();
+  patient.stallLimit = seconds(60);
+  EXPECT_EQ("the answer is too large", HttpsUpstream(KorString(server.Url()), patient)
+                                           .FetchInboxFile(entry, folder.Path("got"))
+                                           .Reason());
+  EXPECT_FALSE(FileExists(folder.Path("got")));
+}
+
 TEST_F(HttpsUpstreamTest, InboxIsListedFetchedAndAcknowledged) {
   mkdir(folder.Path("www").CStr(), 0700);
   folder.Write("www/inbox",
@@ -257,7 +299,7 @@ TEST_F(HttpsUpstreamTest, ListThatCannotBeUsedIsRefused) {
   const std::unique_ptr<HttpsUpstream> upstream = Upstream(server);
   EXPECT_FALSE(upstream->ListInbox().IsOk());
   for (const char* list : {"", "[]", "{}", R"({"Items": [{"Id": "../x"}]})",
-                           R"({"Items": [{"Id": ""}]})", R"({"Items": [1]})"}) {
+                           R"({"Items": [{"Id": ""}]})", R"({"Items": [1]})", DeepItem().c_str()}) {
     folder.Write("www/inbox", list);
     EXPECT_FALSE(upstream->ListInbox().IsOk()) << list;
   }

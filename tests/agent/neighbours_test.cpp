@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -235,6 +236,91 @@ TEST_F(NeighboursTest, WhatNobodyTakesOrNobodyMayAskForIsRefusedWithTheReason) {
             folder.Read("data/inbox/refused/2.reason.txt"));
   EXPECT_EQ("File must be the bare name of a file beside it\n",
             folder.Read("data/inbox/refused/3.reason.txt"));
+}
+
+TEST_F(NeighboursTest, InboxItemThatIsTooLongIsRefused) {
+  agent::InboundDispatcher dispatcher;
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  ASSERT_TRUE(inbox.Prepare().IsOk());
+  const KorString item = folder.Write("data/inbox/1.json", "{}");
+  std::filesystem::resize_file(item.Str(), 16 * 1024 * 1024 + 1);
+
+  inbox.Process();
+
+  EXPECT_EQ("'" + item.Str() + "' cannot be read: it is too long\n",
+            folder.Read("data/inbox/refused/1.reason.txt"));
+}
+
+TEST_F(NeighboursTest, InboxKeepsTheLatestOfWhatIsDone) {
+  agent::InboundDispatcher dispatcher;
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  ASSERT_TRUE(inbox.Prepare().IsOk());
+  mkdir(folder.Path("data/inbox/refused/kept").CStr(), 0700);
+  for (size_t n = 0; n < agent::Inbox::kFilesKept; ++n) {
+    folder.Write("data/inbox/refused/old" + std::to_string(n), "x");
+  }
+  folder.Write("data/inbox/1.json", "{");
+
+  inbox.Process();
+
+  const std::vector<std::string> names = Names(folder.Path("data/inbox/refused"));
+  EXPECT_EQ(agent::Inbox::kFilesKept + 1, names.size());
+  EXPECT_EQ("1.json", names[0]);
+  EXPECT_EQ("1.reason.txt", names[1]);
+  EXPECT_EQ("kept", names[2]);
+}
+
+TEST_F(NeighboursTest, InboxKeepsNoMoreThanItsBytes) {
+  agent::InboundDispatcher dispatcher;
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  ASSERT_TRUE(inbox.Prepare().IsOk());
+  const KorString large = folder.Write("data/inbox/refused/large", "x");
+  std::filesystem::resize_file(large.Str(), agent::Inbox::kBytesKept);
+  folder.Write("data/inbox/1.json", "{");
+
+  inbox.Process();
+
+  EXPECT_EQ((std::vector<std::string>{"1.json", "1.reason.txt"}),
+            Names(folder.Path("data/inbox/refused")));
+}
+
+TEST_F(NeighboursTest, FolderThatNobodyCollectsFillsUpToTheLimit) {
+  settings.queueLimitBytes = 1024 * 1024;
+  mkdir(settings.upstreamFolder.CStr(), 0700);
+  std::filesystem::resize_file(folder.Write("data/upstream/old", "x").Str(), 1024 * 1024);
+  agent::Neighbours neighbours(home, settings, kFast);
+  EXPECT_EQ(ACTIONDB_ERROR_SUCCESS, Invoke("FileStoreReceiveFile", FileParameters()));
+
+  const agent::DeliveryStatus status = neighbours.DeliverFor(milliseconds(50));
+
+  EXPECT_EQ(1U, status.files);
+  EXPECT_EQ("the folder '" + settings.upstreamFolder +
+                "' is full (QueueLimit); somebody has to collect it",
+            neighbours.Status().lastFailure);
+}
+
+TEST_F(NeighboursTest, ActionsAreThereWhileSettingsAreReadAgain) {
+  agent::Neighbours neighbours(home, settings, kFast);
+  std::atomic<bool> stopping = false;
+  std::atomic<int> accepted = 0;
+  std::atomic<int> refused = 0;
+  std::thread uploads([&] {
+    const KorContainer file = FileParameters();
+    while (!stopping) {
+      ++(Invoke("FileStoreReceiveFile", file) == ACTIONDB_ERROR_SUCCESS ? accepted : refused);
+    }
+  });
+  for (int n = 0; n < 20 || accepted < 20; ++n) {
+    neighbours.Reload(settings);
+    neighbours.StartService();
+  }
+  stopping = true;
+  uploads.join();
+  EXPECT_EQ(0, refused);
+
+  EXPECT_TRUE(Eventually([&] { return neighbours.Status().files == 0; }));
+  neighbours.Stop();
+  EXPECT_EQ(2U * static_cast<size_t>(accepted), Names(folder.Path("data/upstream")).size());
 }
 
 TEST_F(NeighboursTest, InboxItemInTheMiddleOfBeingWrittenIsGivenTime) {

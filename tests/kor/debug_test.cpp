@@ -37,6 +37,15 @@ class Recorder : public KorDebugContext {
   KorLogLevel lowestLevel;
 };
 
+TEST(LogLine, TextIsCutAfter64KiB) {
+  const std::string text(64 * 1024, 'x');
+  const KorLogRecord whole{{}, KorLogLevel::kError, "Kor", text, nullptr};
+  EXPECT_TRUE(KorLogLine(whole).View().ends_with("Kor: " + text));
+  const std::string longer = text + "y";
+  const KorLogRecord cut{{}, KorLogLevel::kError, "Kor", longer, nullptr};
+  EXPECT_TRUE(KorLogLine(cut).View().ends_with("Kor: " + text + "... (65537 bytes)"));
+}
+
 TEST(LogLine, HasTimeLevelLoggerAndText) {
   EXPECT_EQ(LineOf("text"), "2026-01-31T12:34:56.789Z warning HardwareInventory: text");
 }

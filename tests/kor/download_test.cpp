@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "kor/download_time.h"
 #include "kor/file.h"
 #include "kor/thread.h"
 #include "support/captured_log.h"
@@ -123,6 +124,16 @@ TEST_F(Download, BodyOverTheLimitIsAFailure) {
              "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + std::string(kLimit + 1, 'x'));
   server.Start();
   ExpectFailure(server.Url("/x.xml"), "it is larger than 64 MiB");
+}
+
+TEST_F(Download, TransferThatTakesTooLongIsAFailure) {
+  server.Set("/silent", "");
+  server.Start();
+  const uint32_t usual = SetDownloadTime(100);
+  EXPECT_NE(Fetch(server.Url("/silent")), 0);
+  SetDownloadTime(usual);
+  EXPECT_EQ(folder.CountEntries(), 0u);
+  EXPECT_NE(log.Text().find("timed out after 1"), std::string::npos) << log.Text();
 }
 
 TEST_F(Download, RefusedConnectionIsAFailure) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <string>
 
@@ -242,6 +243,21 @@ TEST(IniFile, WhatCannotBeReadIsNotOverwritten) {
   IniFile ini(folder.Path());
   EXPECT_FALSE(ini.SetEntryValue(kSection, "a", "1"));
   EXPECT_EQ(log.Text(), "warning: Cannot read '" + folder.Path().Str() + "': Is a directory\n");
+}
+
+TEST(IniFile, FileOverOneMebibyteIsNotReadAndNotOverwritten) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("a.ini", "[A]\nk = v\n");
+  std::filesystem::resize_file(path.Str(), 1024 * 1024 + 1);
+  const CapturedLog log(KorFrameworkLog());
+  IniFile ini(path);
+  KorString value;
+  EXPECT_FALSE(ini.GetEntryValue("A", "k", value, "default"));
+  EXPECT_EQ(value, "default");
+  EXPECT_FALSE(ini.SetEntryValue("A", "k", KorString("w")));
+  ASSERT_EQ(log.Entries().size(), 1U);
+  EXPECT_EQ(log.Entries()[0].text,
+            "Cannot read '" + path.Str() + "': it is larger than 1048576 bytes");
 }
 
 TEST(IniFile, DamagedHeaderEndsTheSectionBefore) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -166,6 +167,36 @@ TEST(XmlSaxParser, EntityBombIsDefused) {
   EXPECT_LT(parser.dataBytes, 16u * 1024 * 1024);
   EXPECT_EQ(parser.ErrorText(),
             "limit on input amplification factor (from DTD and entities) breached");
+}
+
+TEST(XmlSaxParser, SizeIsBounded) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("a.xml", "<a>12345</a>");
+  const CapturedLog log(KorFrameworkLog());
+  CsXmlSaxParser parser;
+  parser.LimitSize(12);
+  EXPECT_TRUE(parser.ParseFile(path));
+  parser.LimitSize(11);
+  EXPECT_FALSE(parser.ParseFile(path));
+  ASSERT_EQ(log.Entries().size(), 1U);
+  EXPECT_EQ(log.Entries()[0].text, path.Str() + ": it is larger than 11 bytes");
+}
+
+TEST(XmlSaxParser, SizeOfWhatHasNoSizeIsCounted) {
+  const CapturedLog log(KorFrameworkLog());
+  CsXmlSaxParser parser;
+  parser.LimitSize(0);
+  EXPECT_FALSE(parser.ParseFile("/proc/self/status"));
+  EXPECT_EQ(parser.ErrorText(), "it is larger than 0 bytes");
+}
+
+TEST(XmlSaxParser, FileThatIsLongerThanTheUsualLimitIsNotOpened) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("a.xml", "<a/>");
+  std::filesystem::resize_file(path.Str(), kXmlSizeLimit + 1);
+  CsXmlSaxParser parser;
+  EXPECT_FALSE(parser.ParseFile(path));
+  EXPECT_EQ(parser.ErrorText(), "it is larger than 268435456 bytes");
 }
 
 TEST(XmlSaxParser, DepthIsBounded) {

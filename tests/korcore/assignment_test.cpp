@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "kor/debug.h"
 #include "korcore/agent_context.h"
 #include "support/temporary_folder.h"
 
@@ -104,6 +106,27 @@ TEST_F(AssignmentTest, NamesThatDifferInCaseOrHoldSettingSyntaxAreToldApart) {
   Perform(Parameters("a = b\n[c]", "x"));
 
   EXPECT_EQ(called, (std::vector<std::string>{"assign a x", "assign A x", "assign a = b\n[c] x"}));
+}
+
+TEST_F(AssignmentTest, ContentOver64MiBIsRefused) {
+  class LastMessage : public KorDebugContext {
+   public:
+    bool Wants(KorLogLevel) const override { return true; }
+    void Write(const KorLogRecord& record) override { text = record.text; }
+    std::string text;
+  };
+  LastMessage log;
+  const KorString path = folder.Write("large", "x");
+  std::filesystem::resize_file(path.Str(), 64 * 1024 * 1024 + 1);
+  KorContainer parameters = Parameters("7", "");
+  parameters.SetString("FileType", "Assignment");
+  parameters.SetString("FilePath", path);
+  NotedAssignment assignment(called);
+  assignment.Initialise("HardwareInventory", &parameters, &log, false, false);
+  EXPECT_FALSE(assignment.IsValid());
+  EXPECT_EQ(log.text,
+            "Assignment '7' for module 'HardwareInventory' is refused: it is larger than 67108864 "
+            "bytes");
 }
 
 TEST_F(AssignmentTest, IncompleteOnesAreNotValid) {

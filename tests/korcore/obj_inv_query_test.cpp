@@ -202,6 +202,61 @@ TEST_F(ObjInvQuery, BytesAreBounded) {
   EXPECT_TRUE(IsTruncated());
 }
 
+TEST_F(ObjInvQuery, TextsPatternsAndExpressionsAreBounded) {
+  EXPECT_TRUE(Ask("select length(zeroblob(1048576))"));
+  EXPECT_FALSE(Ask("select length(zeroblob(1048577))"));
+  EXPECT_EQ(Error(), "string or blob too big");
+
+  const std::string pattern(1001, 'a');
+  EXPECT_FALSE(Ask(("select 'a' like '" + pattern + "'").c_str()));
+  EXPECT_EQ(Error(), "LIKE or GLOB pattern too complex");
+
+  std::string deep = "1";
+  for (int n = 0; n < 200; ++n) deep += "+1";
+  EXPECT_FALSE(Ask(("select " + deep).c_str()));
+  EXPECT_EQ(Error(), "Expression tree is too large (maximum depth 200)");
+
+  std::string selects = "select 1";
+  for (int n = 0; n < 50; ++n) selects += " union all select 1";
+  EXPECT_FALSE(Ask(selects.c_str()));
+  EXPECT_EQ(Error(), "too many terms in compound SELECT");
+
+  EXPECT_FALSE(Ask(std::string(1'048'577, ' ').c_str()));
+  EXPECT_EQ(Error(), "The query is too long");
+}
+
+TEST_F(ObjInvQuery, CallThatWouldTakeLongIsRefused) {
+  const std::string texts = "(printf('%.*c', 200000, 'a'), printf('%.*c', 100000, 'b')";
+  for (const char* call : {"instr", "trim", "ltrim", "rtrim", "replace"}) {
+    const bool isReplace = std::string(call) == "replace";
+    EXPECT_FALSE(Ask(("select " + (call + texts) + (isReplace ? ", 'c')" : ")")).c_str())) << call;
+    EXPECT_EQ(Error(), "the texts are too long to be compared") << call;
+  }
+  EXPECT_FALSE(Ask("select json_patch('{}', '{}')"));
+}
+
+TEST_F(ObjInvQuery, BoundedFunctionsMeanWhatTheyAlwaysDo) {
+  ASSERT_TRUE(
+      Ask("select instr('h\u00e4user', 's'), instr(null, 'a') is null, instr(x'0102', x'02'),"
+          " replace('aXbX', 'X', 'yy'), replace('a', '', 'b'), trim('xxaxx', 'x'),"
+          " ltrim('xxaxx', 'x'), rtrim('xxaxx', 'x'), trim('  a '), typeof(instr('a', 'a')),"
+          " replace(121, 2, 3)"));
+
+  EXPECT_EQ(
+      Rows(),
+      (std::vector<Row>{{"4", "1", "2", "ayybyy", "a", "a", "axx", "xxa", "a", "integer", "131"}}));
+}
+
+TEST_F(ObjInvQuery, TimeIsBoundedAlsoWhereEveryCallTakesLong) {
+  const ObjQueryLimits limits{.milliseconds = 50};
+  EXPECT_FALSE(
+      Ask("with recursive t(x) as (select 1 union all select x + 1 from t)"
+          " select count(instr(printf('%.*c', 16000, 'a'), printf('%.*c', 16000, 'a') || x))"
+          " from t",
+          limits));
+  EXPECT_EQ(Error(), "The query takes too long");
+}
+
 TEST_F(ObjInvQuery, TimeIsBounded) {
   const ObjQueryLimits limits{.milliseconds = 50};
   const auto start = std::chrono::steady_clock::now();

@@ -35,6 +35,19 @@ class LastMessage : public KorDebugContext {
 
 }  // namespace
 
+TEST(ObjInvSave, DocumentThatNoReaderWouldTakeIsNotSaved) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Write("a.xml", "before");
+  LastMessage log;
+  ObjInv document(&log);
+  document.Ensure("Disk")->Ensure("Size", "Integer");
+  EXPECT_FALSE(document.Save(path, Xml(document).size() - 1));
+  EXPECT_EQ(folder.Read("a.xml"), "before");
+  EXPECT_EQ(log.text, "Failed to save inventory: " + path.Str() + ": it would be larger than " +
+                          std::to_string(Xml(document).size() - 1) + " bytes");
+  EXPECT_TRUE(document.Save(path, Xml(document).size()));
+}
+
 TEST(ObjInvSave, IsReadableWithOneElementALine) {
   ObjInv document(nullptr);
   document.SetName("HWINVENTORY");

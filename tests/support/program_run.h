@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,6 +15,9 @@
 #include "support/temporary_folder.h"
 
 struct ProgramRun {
+  // The process of the run in progress, for other threads.
+  static pid_t Latest() { return latest; }
+
   int status = -1;  // -1 when a signal ended it
   std::string output;
   std::string errors;
@@ -36,6 +40,7 @@ struct ProgramRun {
         posix_spawn(&process, KOR_AGENT_PROGRAM, &actions, nullptr, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) throw std::runtime_error("cannot start " KOR_AGENT_PROGRAM);
+    latest = process;
     int status = 0;
     waitpid(process, &status, 0);
     ProgramRun run;
@@ -44,4 +49,7 @@ struct ProgramRun {
     run.errors = folder.Read("stderr");
     return run;
   }
+
+ private:
+  static inline std::atomic<pid_t> latest = 0;
 };

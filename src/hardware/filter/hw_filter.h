@@ -48,8 +48,10 @@ class HwFilter {
   const KorString& File() const { return file; }
 
   // Runs the rules over every value of the inventory until a pass changes nothing or the number of
-  // passes is reached.
-  void ProcessAttrs(ObjInv& inventory) const;
+  // passes is reached. Ends early, with an error logged, when all values together have become
+  // longer than that: rules that lengthen values get there quickly. Throws KorThreadCancelled on a
+  // thread that is cancelled.
+  void ProcessAttrs(ObjInv& inventory, size_t mostBytes = size_t{256} * 1024 * 1024) const;
 
   // Applies all rules once to one attribute. False when it is to be rejected. `modified` says
   // whether a rule rewrote it (to the same text, too); a new value is stored at once, a new name is

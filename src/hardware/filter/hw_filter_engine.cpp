@@ -9,6 +9,7 @@
 #include "hardware/filter/rule_trace.h"
 #include "hardware/module/globals.h"
 #include "kor/regex.h"
+#include "kor/thread.h"
 #include "kor/trace.h"
 
 namespace HardwareInventory {
@@ -159,7 +160,8 @@ void ApplyRename(ObjType& type, ObjInst& instance, const KorString& entry) {
 // walked; the lists are kept only to spare their memory.
 class Pass {
  public:
-  explicit Pass(const HwFilter& filterToApply) : filter(&filterToApply) {}
+  Pass(const HwFilter& filterToApply, size_t bytesOfValues, size_t mostBytesOfValues)
+      : filter(&filterToApply), bytes(bytesOfValues), mostBytes(mostBytesOfValues) {}
 
   void Process(ObjType& type, ObjInst& instance) {
     if (KorTrace* const trace = KorTrace::Current()) {
@@ -175,11 +177,15 @@ class Pass {
   }
 
   uint32_t Changes() const { return changes; }
+  bool IsTooLarge() const { return bytes > mostBytes; }
 
  private:
   void Examine(ObjInstAttr& attribute) {
     bool modified = false;
-    if (!filter->ProcessAttr(&attribute, modified, newName)) {
+    const size_t before = attribute.GetValue().GetLength();
+    const bool isAccepted = filter->ProcessAttr(&attribute, modified, newName);
+    bytes += attribute.GetValue().GetLength() - before;
+    if (!isAccepted) {
       rejects.push_back(&attribute);
       return;
     }
@@ -194,14 +200,33 @@ class Pass {
   std::vector<KorString> renames;
   KorString newName;
   uint32_t changes = 0;
+  size_t bytes;
+  size_t mostBytes;
 };
 
-uint32_t RunPass(const HwFilter& filter, ObjInv& inventory) {
-  Pass pass(filter);
-  for (ObjType* type : inventory.Objects()) {
-    for (ObjInst* instance : type->Instances()) pass.Process(*type, *instance);
+size_t BytesOfValues(const ObjInv& inventory) {
+  size_t bytes = 0;
+  for (const ObjType* type : inventory.Objects()) {
+    for (const ObjInst* instance : type->Instances()) {
+      for (const ObjInstAttr* attribute : instance->Attributes()) {
+        bytes += attribute->GetValue().GetLength();
+      }
+    }
   }
-  return pass.Changes();
+  return bytes;
+}
+
+// False when the inventory has become too large, and the rest was left alone.
+bool RunPass(const HwFilter& filter, ObjInv& inventory, size_t mostBytes, uint32_t& changes) {
+  Pass pass(filter, BytesOfValues(inventory), mostBytes);
+  for (ObjType* type : inventory.Objects()) {
+    for (ObjInst* instance : type->Instances()) {
+      pass.Process(*type, *instance);
+      if (pass.IsTooLarge()) return false;
+    }
+  }
+  changes = pass.Changes();
+  return true;
 }
 
 }  // namespace
@@ -210,6 +235,7 @@ bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& na
   modified = false;
   name.Clear();
   for (const auto& rule : rules) {
+    KorThread::ThrowIfCurrentIsCancelled();
     if (!Applies(*rule, *attribute)) continue;
     const RuleTrace trace(*rule, *attribute);
     if (!Accepts(*rule, *attribute)) {
@@ -225,11 +251,18 @@ bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& na
   return true;
 }
 
-void HwFilter::ProcessAttrs(ObjInv& inventory) const {
+void HwFilter::ProcessAttrs(ObjInv& inventory, size_t mostBytes) const {
   for (uint32_t done = 0; done < hwListMaxPass; ++done) {
+    KorThread::ThrowIfCurrentIsCancelled();
     debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
     if (KorTrace* const trace = KorTrace::Current()) trace->OnPass(done + 1);
-    const uint32_t changes = RunPass(*this, inventory);
+    uint32_t changes = 0;
+    if (!RunPass(*this, inventory, mostBytes, changes)) {
+      debugInv.ErrorWithNL(
+          "The translation makes the inventory larger than %gu bytes and is given up in pass %u",
+          uint64_t{mostBytes}, done + 1);
+      return;
+    }
     if (changes == 0) {
       debugInv.TraceWithNL("There was no change within the last loop. No more pass is required");
       return;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "hardware/filter/hw_filter.h"
 #include "hardware/filter/hw_filter_codes.h"
 #include "hardware/module/globals.h"
+#include "kor/thread.h"
 #include "support/captured_log.h"
 #include "support/temporary_folder.h"
 
@@ -160,6 +162,46 @@ TEST(FilterEngine, RegexThatDoesNotCompileMatchesNothingSoItsNegationHolds) {
   EXPECT_EQ(Rejected("<ATTRNAME value='regex'>(</ATTRNAME>"), Names{});
   EXPECT_EQ(Rejected("<ATTRNAME value='regex' operator='ne'>(</ATTRNAME>"),
             (Names{"Apple", "apple", "Pear"}));
+}
+
+TEST(FilterEngine, TranslationThatNeverEndsIsCancelled) {
+  class Endless : public KorThread {
+   public:
+    ~Endless() override { Cancel(60'000, true); }
+    std::atomic<bool> hasEnded = false;
+
+   protected:
+    void ThreadMain() override {
+      Translation translation{{"A", "1"}};
+      translation.Run(ValueRewrite("A", "<ATTRVALUE>2</ATTRVALUE>"), "99999999999");
+      hasEnded = true;
+    }
+  };
+  Endless thread;
+  ASSERT_TRUE(thread.Start());
+  // Without force: the translation looks by itself.
+  EXPECT_TRUE(thread.Cancel(60'000, false));
+  EXPECT_FALSE(thread.hasEnded);
+}
+
+TEST(FilterEngine, TranslationEndsWhereTheInventoryBecomesTooLarge) {
+  const TemporaryFolder folder;
+  Translation translation{{"A", "x"}, {"B", std::string(1000, 'y')}};
+  HwFilter filter;
+  ASSERT_TRUE(filter.Load(folder.Write(
+      "filter.xml",
+      "<HWINVCONFIG><TRANSLATEHWLIST maxpass='99999999999'>" +
+          ValueRewrite("A", "<ATTRVALUE value='regex' match='^(.*)$'>$1$1</ATTRVALUE>") +
+          "</TRANSLATEHWLIST></HWINVCONFIG>")));
+  const CapturedLog log(debugInv);
+
+  filter.ProcessAttrs(translation.inventory, 2000);
+
+  EXPECT_EQ(translation.Result()[0].second, std::string(1024, 'x'));
+  EXPECT_EQ(log.Entries().back().level, KorLogLevel::kError);
+  EXPECT_EQ(
+      log.Entries().back().text,
+      "The translation makes the inventory larger than 2000 bytes and is given up in pass 10");
 }
 
 TEST(FilterEngine, RuleWithoutConditionNeverApplies) {
