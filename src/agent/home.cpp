@@ -33,13 +33,20 @@ enum class Owner { kSelf, kSelfOrRoot };
 
 Result<void> CheckFolder(const KorString& folder, Owner owner) {
   struct stat status;
+  const uid_t self = geteuid();
+  // Where a folder above it is everybody's (/tmp), anybody may have put it there.
+  const bool isLink = lstat(folder.CStr(), &status) == 0 && S_ISLNK(status.st_mode);
+  if (isLink && status.st_uid != self && status.st_uid != 0) {
+    KorString why;
+    why.Printf("it is a link that belongs to user %u", status.st_uid);
+    return Refusal(folder, why, "remove it or name another --home");
+  }
   if (stat(folder.CStr(), &status) != 0) {
     return Refusal(folder, std::strerror(errno), "check its permissions or name another --home");
   }
   if (!S_ISDIR(status.st_mode)) {
     return Refusal(folder, "it is not a folder", "move it away or name another --home");
   }
-  const uid_t self = geteuid();
   const bool owned = status.st_uid == self || (owner == Owner::kSelfOrRoot && status.st_uid == 0);
   if (!owned) {
     KorString why;
@@ -66,6 +73,22 @@ Result<void> EnsureFolder(const KorString& folder, Owner owner) {
   return CheckFolder(folder, owner);
 }
 
+// In a folder that everybody can write into, and that is not like /tmp, anybody can put another
+// home in the place of this one.
+Result<void> CheckAbove(const std::filesystem::path& home) {
+  struct stat status;
+  for (auto folder = home.parent_path(); !folder.empty(); folder = folder.parent_path()) {
+    const bool isEverybodys = stat(folder.c_str(), &status) == 0 &&
+                              (status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0;
+    if (isEverybodys) {
+      return Refusal(KorString(folder.string()), "everybody can exchange the home in it",
+                     "take that right away (chmod o-w) or name another --home");
+    }
+    if (folder == folder.root_path()) break;
+  }
+  return {};
+}
+
 }  // namespace
 
 Result<KorString> DefaultHomePath() {
@@ -84,6 +107,10 @@ Result<Home> PrepareHome(const KorString& path) {
   while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
   const Home home{KorString(absolute)};
   Result<void> checked = EnsureFolder(home.path, Owner::kSelfOrRoot);
+  // Also above the place that a link leads to.
+  if (checked.IsOk()) checked = CheckAbove(absolute);
+  std::error_code ignored;
+  if (checked.IsOk()) checked = CheckAbove(std::filesystem::canonical(absolute, ignored));
   if (checked.IsOk()) checked = EnsureFolder(home.path + "/config", Owner::kSelfOrRoot);
   if (checked.IsOk()) checked = EnsureFolder(home.path + "/data", Owner::kSelf);
   if (!checked.IsOk()) return Failure{checked.Reason()};

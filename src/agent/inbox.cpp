@@ -1,5 +1,6 @@
 #include "agent/inbox.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,7 +52,45 @@ std::vector<std::string> Inbox::Names() const {
   return names;
 }
 
+// The folder done/ or refused/, addressed by way of its descriptor: whoever is allowed to write
+// into the inbox could put a link in its place, and have files of his moved, written or removed
+// elsewhere.
+struct Inbox::Place {
+  Descriptor folder;
+  KorString name;  // for people
+
+  KorString PathOf(const KorString& file) const {
+    KorString path;
+    path.Printf("/proc/self/fd/%d/%S", folder.Get(), file);
+    return path;
+  }
+};
+
+Result<Inbox::Place> Inbox::OpenPlace(const char* name) const {
+  const KorString path = folder + "/" + name;
+  Place place{Descriptor(open(path.CStr(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)), path};
+  if (place.folder.IsOpen()) return place;
+  Failure failure;
+  failure.reason.Printf("the folder '%S' cannot be used: %s", path, std::strerror(errno));
+  return failure;
+}
+
+// What has been dealt with would be dealt with again and again if it could not be put away.
+bool Inbox::ArePlacesUsable() {
+  for (const char* name : {kDone, kRefused}) {
+    const Result<Place> place = OpenPlace(name);
+    if (place.IsOk()) continue;
+    if (loggedFailure.IsNew(place.Reason())) {
+      KorFrameworkLog().WarningWithNL("The inbox is left alone: %S", place.Reason());
+    }
+    return false;
+  }
+  loggedFailure.Reset();
+  return true;
+}
+
 bool Inbox::Process() {
+  if (!ArePlacesUsable()) return true;
   bool isMoreLater = false;
   for (const std::string& name : Names()) {
     const Step step = ProcessOne(name);
@@ -93,58 +132,65 @@ Inbox::Step Inbox::ProcessOne(const std::string& name) {
 
 void Inbox::Finish(const std::string& name, const KorString& file, const KorString& reason) {
   const bool isTaken = reason.IsEmpty();
-  const char* target = isTaken ? kDone : kRefused;
+  const Result<Place> place = OpenPlace(isTaken ? kDone : kRefused);
+  if (!place.IsOk()) {
+    KorFrameworkLog().WarningWithNL("The inbox item '%s' cannot be put away: %S", name,
+                                    place.Reason());
+    return;
+  }
   if (isTaken) {
     KorFrameworkLog().DetailWithNL("The inbox item '%s' was taken", name);
   } else {
-    KorFrameworkLog().WarningWithNL("The inbox item '%s' was refused: %S; it is kept in '%S/%s'",
-                                    name, reason, folder, target);
+    KorFrameworkLog().WarningWithNL("The inbox item '%s' was refused: %S; it is kept in '%S'", name,
+                                    reason, place.Value().name);
     const KorString stem(std::string_view(name).substr(0, name.size() - kSuffix.size()));
-    SaveFileFromString(folder + "/" + target + "/" + stem + ".reason.txt", reason + "\n");
+    SaveFileFromString(place.Value().PathOf(stem + ".reason.txt"), reason + "\n");
   }
   // The description goes last: without it, an end in between would leave a file that nobody knows.
-  if (!file.IsEmpty()) MoveTo(target, file);
-  MoveTo(target, KorString(name));
-  Prune(target);
+  if (!file.IsEmpty()) MoveTo(place.Value(), file);
+  MoveTo(place.Value(), KorString(name));
+  Prune(place.Value());
 }
 
 // The time of a file's last change of place counts, not that of its content. What is no plain file
 // is left alone: a person has put it there.
-void Inbox::Prune(const char* target) const {
+void Inbox::Prune(const Place& place) {
   struct Kept {
-    std::string path;
+    std::string name;
     uint64_t size;
     timespec came;
   };
   std::vector<Kept> files;
   std::error_code error;
-  std::filesystem::directory_iterator entry((folder + "/" + target).Str(), error);
+  std::filesystem::directory_iterator entry(place.PathOf(".").Str(), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     struct stat status;
-    const std::string path = entry->path().string();
-    if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
-    files.push_back({path, static_cast<uint64_t>(status.st_size), status.st_ctim});
+    const std::string name = entry->path().filename().string();
+    const int found = fstatat(place.folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+    if (found != 0 || !S_ISREG(status.st_mode)) continue;
+    files.push_back({name, static_cast<uint64_t>(status.st_size), status.st_ctim});
   }
   std::sort(files.begin(), files.end(), [](const Kept& left, const Kept& right) {
-    return std::tie(left.came.tv_sec, left.came.tv_nsec, left.path) >
-           std::tie(right.came.tv_sec, right.came.tv_nsec, right.path);
+    return std::tie(left.came.tv_sec, left.came.tv_nsec, left.name) >
+           std::tie(right.came.tv_sec, right.came.tv_nsec, right.name);
   });
   size_t count = 0;
   uint64_t bytes = 0;
   for (const Kept& file : files) {
     bytes += file.size;
     if (++count <= kFilesKept && bytes <= kBytesKept) continue;
-    if (unlink(file.path.c_str()) == 0) {
-      KorFrameworkLog().DetailWithNL("Removed '%s': the folder keeps the latest only", file.path);
+    if (unlinkat(place.folder.Get(), file.name.c_str(), 0) == 0) {
+      KorFrameworkLog().DetailWithNL("Removed '%S/%s': the folder keeps the latest only",
+                                     place.name, file.name);
     }
   }
 }
 
-void Inbox::MoveTo(const char* target, const KorString& name) const {
+void Inbox::MoveTo(const Place& place, const KorString& name) const {
   const KorString from = folder + "/" + name;
-  const KorString to = folder + "/" + target + "/" + name;
-  if (std::rename(from.CStr(), to.CStr()) == 0 || errno == ENOENT) return;
-  KorFrameworkLog().WarningWithNL("'%S' cannot be moved to '%S': %s", from, to,
+  const int moved = renameat(AT_FDCWD, from.CStr(), place.folder.Get(), name.CStr());
+  if (moved == 0 || errno == ENOENT) return;
+  KorFrameworkLog().WarningWithNL("'%S' cannot be moved to '%S': %s", from, place.name,
                                   std::strerror(errno));
 }
 

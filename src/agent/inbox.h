@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/inbound_item.h"
+#include "agent/repeated_reason.h"
 #include "agent/result.h"
 #include "kor/string.h"
 
@@ -41,15 +42,20 @@ class Inbox {
   enum class Step { kDone, kLater, kStop };
 
   std::vector<std::string> Names() const;
+  bool ArePlacesUsable();
   Step ProcessOne(const std::string& name);
   bool IsFresh(const KorString& path) const;
   void Finish(const std::string& name, const KorString& file, const KorString& reason);
-  void Prune(const char* target) const;
-  void MoveTo(const char* target, const KorString& name) const;
+  struct Place;
+
+  Result<Place> OpenPlace(const char* name) const;
+  static void Prune(const Place& place);
+  void MoveTo(const Place& place, const KorString& name) const;
 
   const KorString folder;
   InboundDispatcher& dispatcher;
   const std::chrono::seconds patience;
+  RepeatedReason loggedFailure;
 };
 
 }  // namespace agent

@@ -76,7 +76,7 @@ int64_t FileGetSize(const KorString& path) {
 
 int FileCreate(const KorString& path, int) {
   if (!PathIsUsable(path)) return -1;
-  return open(path.CStr(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  return open(path.CStr(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kFileMode);
 }
 
 bool FileWrite(int descriptor, const char* data, size_t length) {

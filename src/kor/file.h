@@ -33,8 +33,8 @@ KorString FileMd5(const KorString& path);
 // The same of a text in hand.
 KorString TextMd5(const KorString& text);
 
-// Creates the file, mode 0600, emptying one that exists. A descriptor for FileWrite and FileClose,
-// or -1. The flag is ignored.
+// Creates the file, mode 0600, emptying one that exists; a link is not followed. A descriptor for
+// FileWrite and FileClose, or -1. The flag is ignored.
 int FileCreate(const KorString& path, int flag);
 // Writes all of it; false on an error.
 bool FileWrite(int descriptor, const char* data, size_t length);

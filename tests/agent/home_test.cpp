@@ -99,6 +99,21 @@ TEST(Home, DataOfAnotherUserIsRefused) {
   EXPECT_TRUE(home.Reason().Find("it belongs to user 65534", 0) >= 0) << home.Reason().CStr();
 }
 
+TEST(Home, FolderAboveThatIsEverybodysIsRefusedUnlessItIsLikeTmp) {
+  const TemporaryFolder folder;
+  const KorString above = folder.Path("above");
+  ASSERT_EQ(0, mkdir(above.CStr(), 0700));
+  ASSERT_EQ(0, chmod(above.CStr(), 01777));
+  EXPECT_TRUE(agent::PrepareHome(above + "/home").IsOk());
+  ASSERT_EQ(0, chmod(above.CStr(), 0777));
+  EXPECT_EQ("the folder '" + above + "' is refused: everybody can exchange the home in it; take " +
+                "that right away (chmod o-w) or name another --home",
+            agent::PrepareHome(above + "/home").Reason());
+
+  ASSERT_EQ(0, symlink((above + "/home").CStr(), folder.Path("link").CStr()));
+  EXPECT_FALSE(agent::PrepareHome(folder.Path("link")).IsOk());
+}
+
 TEST(Home, FileInItsPlaceIsRefused) {
   const TemporaryFolder folder;
   folder.Write("home", "");

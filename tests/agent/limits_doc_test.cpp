@@ -1,5 +1,4 @@
-// docs/limits.md against the sources: each row names a test and, in the messages, what a source
-// says.
+// The tests and sources that docs/limits.md and docs/security.md name are there.
 
 #include <gtest/gtest.h>
 
@@ -15,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kPage = KOR_SOURCE_DIR "/docs/limits.md";
+constexpr const char* kSecurityPage = KOR_SOURCE_DIR "/docs/security.md";
 constexpr size_t kColumns = 5;
 
 struct Row {
@@ -64,6 +64,30 @@ TEST(LimitsPage, EachRowNamesATestThatExists) {
         "(" + row.test.substr(0, dot) + ", " + row.test.substr(dot + 1) + ")";
     EXPECT_NE(std::string::npos, tests.find(arguments)) << row.what << ": " << row.test;
   }
+}
+
+TEST(SecurityPage, EachRefusalNamesATestThatExists) {
+  const std::string tests = AllTests();
+  std::ifstream page(kSecurityPage);
+  bool isInside = false;
+  size_t count = 0;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("| refused |")) {
+      isInside = true;
+      continue;
+    }
+    isInside = isInside && line.starts_with("|");
+    if (!isInside || line.starts_with("|---")) continue;
+    const std::string cells = line.substr(0, line.rfind(" |"));
+    const std::string test = cells.substr(cells.rfind("| ") + 2);
+    const size_t dot = test.find('.');
+    ASSERT_NE(std::string::npos, dot) << line;
+    ++count;
+    EXPECT_NE(std::string::npos,
+              tests.find("(" + test.substr(0, dot) + ", " + test.substr(dot + 1) + ")"))
+        << line;
+  }
+  EXPECT_GT(count, 20U);
 }
 
 TEST(LimitsPage, EachPlaceIsASource) {

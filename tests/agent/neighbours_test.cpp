@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -236,6 +237,30 @@ TEST_F(NeighboursTest, WhatNobodyTakesOrNobodyMayAskForIsRefusedWithTheReason) {
             folder.Read("data/inbox/refused/2.reason.txt"));
   EXPECT_EQ("File must be the bare name of a file beside it\n",
             folder.Read("data/inbox/refused/3.reason.txt"));
+}
+
+TEST_F(NeighboursTest, LinkInThePlaceOfAFolderOfTheInboxLeadsNowhere) {
+  agent::InboundDispatcher dispatcher;
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  ASSERT_TRUE(inbox.Prepare().IsOk());
+  mkdir(folder.Path("elsewhere").CStr(), 0700);
+  folder.Write("elsewhere/precious", "x");
+  for (const char* name : {"done", "refused"}) {
+    const KorString place = folder.Path("data/inbox") + "/" + name;
+    rmdir(place.CStr());
+    ASSERT_EQ(0, symlink(folder.Path("elsewhere").CStr(), place.CStr()));
+  }
+  folder.Write("data/inbox/1.json", "{");
+
+  EXPECT_TRUE(inbox.Process());
+  EXPECT_TRUE(inbox.Process());
+
+  EXPECT_EQ(std::vector<std::string>{"precious"}, Names(folder.Path("elsewhere")));
+  EXPECT_EQ((std::vector<std::string>{"1.json", "done", "refused"}),
+            Names(folder.Path("data/inbox")));
+  EXPECT_EQ(log.Text(), "warning: The inbox is left alone: the folder '" +
+                            folder.Path("data/inbox/done").Str() +
+                            "' cannot be used: Not a directory\n");
 }
 
 TEST_F(NeighboursTest, InboxItemThatIsTooLongIsRefused) {

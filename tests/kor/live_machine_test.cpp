@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -75,11 +76,29 @@ TEST(LiveMachineCommand, EnvironmentIsOursAlone) {
   const ScopedVariable preload("LD_PRELOAD", "/nonexistent/library.so");
   const ScopedVariable blockSize("DF_BLOCK_SIZE", "7");
   const ScopedVariable path("PATH", "/nonexistent");
+  const ScopedVariable separators("IFS", "/");
+  const ScopedVariable startFile("ENV", "/nonexistent/start");
+  const ScopedVariable bashStartFile("BASH_ENV", "/nonexistent/start");
+  const ScopedVariable tunables("GLIBC_TUNABLES", "glibc.malloc.check=3");
+  const ScopedVariable zone("TZ", "Asia/Tokyo");
+  const ScopedVariable numbers("LC_NUMERIC", "de_DE.UTF-8");
   const std::string output =
       OutputOf("env | grep -v -e ^_= -e ^PWD= -e ^OLDPWD= -e ^SHLVL= | sort");
   EXPECT_EQ(output,
             "HOME=/\nLC_ALL=C\n"
             "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n");
+}
+
+TEST(LiveMachineCommand, ProgramsOfTheCallersPathAreNotRun) {
+  const TemporaryFolder folder;
+  const KorString fake = folder.Write("df", "#!/bin/sh\necho fake\n");
+  ASSERT_EQ(chmod(fake.CStr(), 0700), 0);
+  const char* const before = getenv("PATH");
+  const ScopedVariable path("PATH", (folder.Path().Str() + ":" + before).c_str());
+  const std::string found = OutputOf("command -v df");
+  EXPECT_TRUE(found.ends_with("/df\n")) << found;
+  EXPECT_FALSE(found.starts_with(folder.Path().Str())) << found;
+  EXPECT_NE(OutputOf("df -P /"), "fake\n");
 }
 
 TEST(LiveMachineCommand, WorksInTheRootFolder) {
