@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 
 #include "hardware/filter/hw_filter_codes.h"
 #include "hardware/module/globals.h"
@@ -73,25 +74,25 @@ size_t GroupAt(std::string_view text, size_t at) {
 }
 
 // How many groups an expression has: with an empty alternative before it, it is found everywhere
-// and gives all of its groups. False for one that such an alternative spoils.
-bool CountGroups(const KorString& regex, size_t& count) {
+// and gives all of its groups. Nothing for one that such an alternative spoils.
+std::optional<size_t> CountGroups(const KorString& regex) {
   const KorString withEmpty = KorString("|") + regex;
   KorString reason;
   KorVector<KorString> groups;
-  if (!CheckRegex(withEmpty, reason)) return false;
-  if (FindPcre("", withEmpty, groups) == 0) return false;
-  count = groups.Count();
-  return true;
+  if (!CheckRegex(withEmpty, reason)) return {};
+  FindPcre("", withEmpty, groups);
+  return groups.Count();
 }
 
 void CheckReplacement(const HwFilterAttr& rule, const char* where, const HwFilterModify& modify) {
   const std::string_view text = modify.data.View();
   size_t highest = 0;
   for (size_t at = 0; at < text.size(); ++at) highest = std::max(highest, GroupAt(text, at));
-  size_t count = 0;
-  if (highest == 0 || !CountGroups(modify.match, count) || highest <= count) return;
+  if (highest == 0) return;
+  const std::optional<size_t> count = CountGroups(modify.match);
+  if (!count || highest <= *count) return;
   debugInv.TraceWithNL("Entry '%S': the replacement of %s names group %gu, but there are only %gu",
-                       rule.GetName(), where, highest, count);
+                       rule.GetName(), where, highest, *count);
 }
 
 void CheckRewrite(const HwFilterAttr& rule, const char* where, const HwFilterModify& modify) {

@@ -36,7 +36,7 @@ uint64_t TellVersion(char* buf) {
 }
 
 uint64_t RunCommand(uint32_t cmd, uint64_t arg, char* buf) {
-  const auto code = static_cast<uint16_t>(arg & 0xFFFF);
+  const auto code = static_cast<uint16_t>(arg);
   switch (cmd) {
     case kRegister:
       return ModuleRegister(buf);

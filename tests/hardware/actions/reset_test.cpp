@@ -44,6 +44,13 @@ TEST_F(ResetActionTest, StartsAForcedWholeUpload) {
   EXPECT_EQ(uploaded.GetType(), 1u);
 }
 
+TEST_F(ResetActionTest, TheRunBeginsAtOnce) {
+  EXPECT_TRUE(RunsAtOnce([&] {
+    KorContainer container = UploadWanted();
+    Invoke("HardwareInventoryInventoryReset", container);
+  }));
+}
+
 TEST_F(ResetActionTest, ARunInProgressIsLeftAlone) {
   SetRunning(true);
   KorContainer container = UploadWanted();

@@ -48,6 +48,11 @@ TEST_F(StartInventoryActionTest, StartsARunWithoutUpload) {
   EXPECT_TRUE(neighbours.files.empty());
 }
 
+TEST_F(StartInventoryActionTest, TheRunBeginsAtOnce) {
+  StartModule();
+  EXPECT_TRUE(RunsAtOnce([&] { Invoke("HardwareStartInventory"); }));
+}
+
 TEST_F(StartInventoryActionTest, UploadsWhenAsked) {
   StartModule();
   SaveInventory(DataFile("HardwareInventorySent.xml"), "old");

@@ -80,6 +80,12 @@ TEST_F(SynchroniseActionTest, AUrlHasNothingToSynchronise) {
               "'http://server/file.xml'"));
 }
 
+TEST_F(SynchroniseActionTest, AUrlNeedsNoScheme) {
+  Configure("://server/file.xml");
+  EXPECT_EQ(Invoke("HardwareSynchronize"), 0u);
+  EXPECT_TRUE(neighbours.calls.empty());
+}
+
 TEST_F(SynchroniseActionTest, WithoutIdentityItFails) {
   neighbours.identityResult = 1;
   EXPECT_EQ(Invoke("HardwareSynchronize"), 1u);

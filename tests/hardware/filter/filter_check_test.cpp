@@ -123,6 +123,80 @@ TEST(FilterCheck, WhiteSpaceAroundComparedTextsIsSaid) {
                      "TRANSLATEHW/MATCHHW/ATTRVALUE counts: ' a'"});
 }
 
+TEST(FilterCheck, WhiteSpaceCountsInNamesAndConditionsOnly) {
+  const std::string classPath = "HWINVCONFIG/HWINVWMILIST/HWWMICLASS/";
+  const auto saidOf = [](const std::string& path) {
+    return "1: The white space around the text of " + path + " counts: ' a '";
+  };
+  EXPECT_EQ(
+      FindingsIn("<HWINVCONFIG><HWINVWMILIST><HWWMICLASS><CLASSNAME> a </CLASSNAME>"
+                 "<CLASSID> a </CLASSID><ACTION>Accept</ACTION><ATTRIBUTES><ATTRIBUTE>"
+                 "<ATTRNAME> a </ATTRNAME><ATTRUNIT> a </ATTRUNIT><ATTRACTION>Accept</ATTRACTION>"
+                 "</ATTRIBUTE></ATTRIBUTES></HWWMICLASS></HWINVWMILIST></HWINVCONFIG>"),
+      (Findings{saidOf(classPath + "CLASSNAME"), saidOf(classPath + "CLASSID"),
+                saidOf(classPath + "ATTRIBUTES/ATTRIBUTE/ATTRNAME")}));
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW><MATCHHW><ATTRNAME> a </ATTRNAME></MATCHHW>"
+                           "<ACTION>Accept</ACTION></TRANSLATEHW>"),
+            Findings{saidOf("HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW/MATCHHW/ATTRNAME")});
+}
+
+// Each element stands once in its entry, however many entries there are.
+TEST(FilterCheck, AWholeFileGivesNothingToSay) {
+  const std::string attribute =
+      "<ATTRIBUTE><ATTRNAME>Name</ATTRNAME><ATTRTYPE>String</ATTRTYPE><ATTRUNIT>MB</ATTRUNIT>"
+      "<ATTRACTION>Accept</ATTRACTION></ATTRIBUTE>";
+  const std::string entry =
+      "<HWWMICLASS><CLASSNAME>Processor</CLASSNAME><CLASSID>Win32_Processor</CLASSID>"
+      "<ACTION>Accept</ACTION><CURRENTUSER>No</CURRENTUSER><ATTRIBUTES>" +
+      attribute + attribute + "</ATTRIBUTES></HWWMICLASS>";
+  const std::string rule =
+      "<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>a</ATTRNAME><ATTRVALUE>b</ATTRVALUE></MATCHHW>"
+      "<ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE>c</ATTRVALUE></MODIFYHW></TRANSLATEHW>";
+  EXPECT_EQ(FindingsIn("<HWINVCONFIG><HWINVWMILIST>" + entry + entry +
+                       "</HWINVWMILIST><TRANSLATEHWLIST maxpass='1'>" + rule + rule +
+                       "</TRANSLATEHWLIST></HWINVCONFIG>"),
+            Findings{});
+}
+
+TEST(FilterCheck, EveryRepeatedTextOfAClassIsSaid) {
+  const std::string path = "HWINVCONFIG/HWINVWMILIST/HWWMICLASS/";
+  const auto saidOf = [](const std::string& element) {
+    return "1: " + element + " is given more than once, the texts are joined";
+  };
+  EXPECT_EQ(
+      FindingsIn("<HWINVCONFIG><HWINVWMILIST><HWWMICLASS><CLASSNAME>a</CLASSNAME><CLASSNAME/>"
+                 "<CLASSID>b</CLASSID><CLASSID/><ACTION>Accept</ACTION><ACTION/>"
+                 "<CURRENTUSER>No</CURRENTUSER><CURRENTUSER/><ATTRIBUTES><ATTRIBUTE>"
+                 "<ATTRNAME>c</ATTRNAME><ATTRNAME/><ATTRTYPE>Date</ATTRTYPE><ATTRTYPE/>"
+                 "<ATTRUNIT>d</ATTRUNIT><ATTRUNIT/><ATTRACTION>Accept</ATTRACTION><ATTRACTION/>"
+                 "</ATTRIBUTE></ATTRIBUTES></HWWMICLASS></HWINVWMILIST></HWINVCONFIG>"),
+      (Findings{saidOf(path + "CLASSNAME"), saidOf(path + "CLASSID"), saidOf(path + "ACTION"),
+                saidOf(path + "CURRENTUSER"), saidOf(path + "ATTRIBUTES/ATTRIBUTE/ATTRNAME"),
+                saidOf(path + "ATTRIBUTES/ATTRIBUTE/ATTRTYPE"),
+                saidOf(path + "ATTRIBUTES/ATTRIBUTE/ATTRUNIT"),
+                saidOf(path + "ATTRIBUTES/ATTRIBUTE/ATTRACTION")}));
+}
+
+TEST(FilterCheck, ScopesMayStandInOneAnother) {
+  const CapturedLog log(debugInv);
+  const auto isSaid = [&log] {
+    const size_t before = log.Entries().size();
+    HardwareInventory::CheckIgnoredText(HardwareInventory::HwFilterState::kConfig, "text");
+    return log.Entries().size() > before;
+  };
+  EXPECT_FALSE(isSaid());
+  {
+    const HardwareInventory::FilterCheckScope outer(true);
+    EXPECT_TRUE(isSaid());
+    {
+      const HardwareInventory::FilterCheckScope inner(false);
+      EXPECT_FALSE(isSaid());
+    }
+    EXPECT_TRUE(isSaid());
+  }
+  EXPECT_FALSE(isSaid());
+}
+
 TEST(FilterCheck, RulesThatNeverApplyAreSaid) {
   const Findings expected{
       "1: Entry 'r' never applies: it has no MATCHHW with an ATTRNAME or ATTRVALUE"};
@@ -165,6 +239,51 @@ TEST(FilterCheck, GroupsThatDoNotExistAreSaid) {
                 "<MODIFYHW><ATTRVALUE value='regex' match='a(?:b)\\('>\\1</ATTRVALUE></MODIFYHW>"),
             Findings{"1: Entry 'r': the replacement of MODIFYHW/ATTRVALUE names group 1, but there "
                      "are only 0"});
+}
+
+// The highest group that is missed in that replacement for an expression that has none.
+std::string MissedGroup(const std::string& replacement) {
+  const Findings findings = FindingsInRule("<MODIFYHW><ATTRVALUE value='regex' match='a'>" +
+                                           replacement + "</ATTRVALUE></MODIFYHW>");
+  if (findings.empty()) return "";
+  const std::string before = "1: Entry 'r': the replacement of MODIFYHW/ATTRVALUE names group ";
+  const std::string after = ", but there are only 0";
+  EXPECT_EQ(findings.size(), 1U);
+  EXPECT_TRUE(findings[0].starts_with(before) && findings[0].ends_with(after)) << findings[0];
+  return findings[0].substr(before.size(), findings[0].size() - before.size() - after.size());
+}
+
+TEST(FilterCheck, GroupsOfAReplacementAreFoundAsTheyAreWritten) {
+  EXPECT_EQ(MissedGroup("$1"), "1");
+  EXPECT_EQ(MissedGroup("x$9:"), "9");
+  EXPECT_EQ(MissedGroup("$7/"), "7");
+  EXPECT_EQ(MissedGroup("$10"), "10");
+  EXPECT_EQ(MissedGroup("$05"), "5");
+  EXPECT_EQ(MissedGroup("${3}"), "3");
+  EXPECT_EQ(MissedGroup("a${45}b"), "45");
+  EXPECT_EQ(MissedGroup("\\6"), "6");
+  EXPECT_EQ(MissedGroup("$1 $12 $3"), "12");
+  EXPECT_EQ(MissedGroup("$99999999999999999999"), "100000");
+}
+
+TEST(FilterCheck, WhatOnlyLooksLikeAGroupIsNone) {
+  for (const char* replacement :
+       {"", "1", "$", "$$", "$a", "$0", "${", "${}", "${3", "${3 }", "$ 3", "\\{3}", "\\"}) {
+    EXPECT_EQ(MissedGroup(replacement), "") << replacement;
+  }
+}
+
+TEST(FilterCheck, GroupsThatAreThereAreFine) {
+  EXPECT_EQ(FindingsInRule(
+                "<MODIFYHW><ATTRVALUE value='regex' match='(a)(b)'>$2$1</ATTRVALUE></MODIFYHW>"),
+            Findings{});
+}
+
+// An option at its very beginning counts only there: how many groups there are is not known.
+TEST(FilterCheck, GroupsThatCannotBeCountedAreNotMissed) {
+  EXPECT_EQ(FindingsInRule(
+                "<MODIFYHW><ATTRVALUE value='regex' match='(*CRLF)a'>$1</ATTRVALUE></MODIFYHW>"),
+            Findings{});
 }
 
 TEST(FilterCheck, MatchOfARewriteThatDoesNotUseItIsSaid) {

@@ -198,6 +198,12 @@ TEST_F(AssignmentActionTest, AUrlIsRefusedBeforeAnythingIsDeleted) {
                 Sending(kFailed)}));
 }
 
+TEST_F(AssignmentActionTest, AUrlNeedsNoScheme) {
+  hwConfig.SetTranslationFile("://server/rules.xml", true);
+  Assign("7_rules", "one");
+  EXPECT_EQ(Reports(), One(kFailed));
+}
+
 TEST_F(AssignmentActionTest, WhatFailedIsTriedAgainWhenItIsSentAgain) {
   hwConfig.SetTranslationFile("http://server/rules.xml", true);
   Assign("7_rules", "one");

@@ -386,4 +386,20 @@ TEST(FilterParser, LoadOfABrokenFileIsAnErrorAndKeepsWhatWasRead) {
   EXPECT_EQ(log.Entries().back().level, KorLogLevel::kError);
 }
 
+// Nothing of what a broken file began is left for the next one.
+TEST(FilterParser, EveryReadingBeginsAnew) {
+  const TemporaryFolder folder;
+  const CapturedLog log(debugInv);
+  const CapturedLog frameworkLog(KorFrameworkLog());
+  HwFilterParser parser;
+  HwFilter broken;
+  ASSERT_FALSE(parser.Process(
+      folder.Write("broken.xml", "<HWINVCONFIG><HWINVWMILIST><HWWMICLASS><OTHER>"), &broken));
+  HwFilter filter;
+
+  EXPECT_TRUE(parser.Process(folder.Write("whole.xml", ClassWith("")), &filter));
+
+  EXPECT_EQ(filter.WmiClassCount(), 1U);
+}
+
 }  // namespace

@@ -266,6 +266,11 @@ TEST_F(TranslationFile, UnknownSchemeIsAUrl) {
             Configured("nothing://x") + "error: Failed to retrieve file from URL 'nothing://x'\n");
 }
 
+TEST_F(TranslationFile, AUrlNeedsNoScheme) {
+  EXPECT_FALSE(Get("://x"));
+  EXPECT_EQ(messages, Configured("://x") + "error: Failed to retrieve file from URL '://x'\n");
+}
+
 TEST_F(TranslationFile, OldFilesThatCannotBeRemovedFail) {
   const KorString url = UrlOf("x");
   std::filesystem::create_directories(strModuleFilterFileTmp.Str());

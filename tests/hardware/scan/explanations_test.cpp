@@ -52,7 +52,11 @@ class Listener : public KorTrace {
   void Add(const KorTraceSource& source) {
     told.append("    ").append(source.command).append("\n");
     told.append("      ").append(OnOneLine(source.text)).append("\n");
-    if (source.pattern.empty()) return;
+    if (source.pattern.empty()) {
+      EXPECT_EQ(source.options, 0);
+      EXPECT_FALSE(source.everyMatch);
+      return;
+    }
     told.append("      ").append(source.pattern).append(" ").append(std::to_string(source.options));
     told += source.everyMatch ? " every\n" : "\n";
   }

@@ -75,6 +75,15 @@ TEST_F(LogicalDiskScan, TinyPartitionHasNeitherSizeNorPercentage) {
   EXPECT_FALSE(HasValue("Logical Disk", "sda1", "Free Percentage"));
 }
 
+TEST_F(LogicalDiskScan, OneUnitIsEnoughForAPercentage) {
+  ScanLines(
+      "/dev/sda1 ext3 1999 0 1000 0% /\n"
+      "/dev/sda2 ext3 4000 0 1000 0% /few\n");
+
+  EXPECT_EQ(ValueOf("Logical Disk", "sda1", "Free Percentage"), "100");
+  EXPECT_EQ(ValueOf("Logical Disk", "sda2", "Free Percentage"), "25");
+}
+
 TEST_F(LogicalDiskScan, LaterMountOfAPartitionReplacesTheEarlier) {
   ScanLines(
       "/dev/sda1 ext3 20158332 3472648 15661684 19% /\n"
