@@ -298,8 +298,14 @@ TEST_F(HttpsUpstreamTest, ListThatCannotBeUsedIsRefused) {
   const RunningServer server(folder);
   const std::unique_ptr<HttpsUpstream> upstream = Upstream(server);
   EXPECT_FALSE(upstream->ListInbox().IsOk());
-  for (const char* list : {"", "[]", "{}", R"({"Items": [{"Id": "../x"}]})",
-                           R"({"Items": [{"Id": ""}]})", R"({"Items": [1]})", DeepItem().c_str()}) {
+  const std::vector<std::string> lists = {"",
+                                          "[]",
+                                          "{}",
+                                          R"({"Items": [{"Id": "../x"}]})",
+                                          R"({"Items": [{"Id": ""}]})",
+                                          R"({"Items": [1]})",
+                                          DeepItem()};
+  for (const std::string& list : lists) {
     folder.Write("www/inbox", list);
     EXPECT_FALSE(upstream->ListInbox().IsOk()) << list;
   }
