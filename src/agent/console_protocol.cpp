@@ -176,6 +176,7 @@ KorString UnknownActionText(const KorString& action, const std::vector<ActionDes
   KorString text;
   text.Printf("no module offers the action '%S'", action);
   std::vector<std::string> names;
+  names.reserve(known.size());
   for (const ActionDescription& candidate : known) names.push_back(candidate.name.Str());
   const std::string meant = DidYouMean(action.View(), names);
   return text + (meant.empty() ? "; 'kor-agent actions' lists them" : KorString(meant));

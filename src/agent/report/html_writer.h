@@ -16,8 +16,9 @@ namespace agent {
 // constructor would say so more strictly; Clang 14 then destroys the texts beside it wrongly.)
 class Markup {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): html << "<td>"
+  // Not explicit: html << "<td>"
   template <size_t size>
+  // NOLINTNEXTLINE(google-explicit-constructor)
   constexpr Markup(const char (&literal)[size]) : text(literal, size - 1) {}
 
   std::string_view Text() const { return text; }
