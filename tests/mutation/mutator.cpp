@@ -280,6 +280,15 @@ size_t LineEnd(std::string_view source, size_t offset) {
   return std::min(source.find('\n', offset), source.size());
 }
 
+// A short line, such as "return false;", says little without the one before it.
+size_t DescribedFrom(std::string_view source, const Mutant& mutant) {
+  constexpr size_t kShort = 16;
+  const size_t begin = LineBegin(source, mutant.offset);
+  const size_t end = LineEnd(source, mutant.offset + mutant.length);
+  const bool isShort = Squeezed(source.substr(begin, end - begin)).size() < kShort;
+  return isShort && begin > 0 ? LineBegin(source, begin - 1) : begin;
+}
+
 }  // namespace
 
 std::vector<Mutant> FindMutants(std::string_view source) {
@@ -299,12 +308,12 @@ size_t LineOf(std::string_view source, const Mutant& mutant) {
 }
 
 std::string Before(std::string_view source, const Mutant& mutant) {
-  const size_t begin = LineBegin(source, mutant.offset);
+  const size_t begin = DescribedFrom(source, mutant);
   return Squeezed(source.substr(begin, LineEnd(source, mutant.offset + mutant.length) - begin));
 }
 
 std::string After(std::string_view source, const Mutant& mutant) {
-  const size_t begin = LineBegin(source, mutant.offset);
+  const size_t begin = DescribedFrom(source, mutant);
   const size_t end = mutant.offset + mutant.length;
   return Squeezed(std::string(source.substr(begin, mutant.offset - begin)) + mutant.replacement +
                   std::string(source.substr(end, LineEnd(source, end) - end)));

@@ -31,8 +31,9 @@ std::string Apply(std::string_view source, const Mutant& mutant);
 // The number, from 1, of the line on which the change begins.
 size_t LineOf(std::string_view source, const Mutant& mutant);
 
-// The lines that it touches, before and after, as one line with its blanks squeezed. Together with
-// the name of the file they identify the mutant wherever its line has moved to.
+// The lines that it touches, before and after, as one line with its blanks squeezed; a short line
+// with the one before it. Together with the name of the file they identify the mutant wherever its
+// line has moved to.
 std::string Before(std::string_view source, const Mutant& mutant);
 std::string After(std::string_view source, const Mutant& mutant);
 

@@ -53,7 +53,7 @@ std::vector<std::string> Afters(std::string_view source) {
 
 // Of a function with that body.
 std::vector<std::string> AftersOfBody(const std::string& body) {
-  std::vector<std::string> afters = Afters("int F() {\n" + body + "\n}\n");
+  std::vector<std::string> afters = Afters("int F() {\n\n" + body + "\n}\n");
   return afters;
 }
 
@@ -139,13 +139,13 @@ TEST(Mutator, DropsReturnsThatHaveCodeAfterThem) {
   EXPECT_THAT(AftersOfBody("if (a) { return b; }\nreturn c;"), Contains("if (a) { ; }"));
   EXPECT_THAT(AftersOfBody("return c;"), IsEmpty());
   EXPECT_THAT(AftersOfBody("switch (a) {\ncase x:\nreturn b;\ndefault:\nreturn c;\n}"),
-              ElementsAre(";"));
+              ElementsAre("case x: ;"));
   EXPECT_THAT(AftersOfBody("Each([](T t) { return t; });\nreturn c;"),
               ElementsAre(";"));  // the call, not the body's return
 }
 
 TEST(Mutator, LooksIntoClassesAndLambdas) {
-  EXPECT_THAT(Afters("class C {\n  void F() const {\n    Call();\n  }\n};\n"), ElementsAre(";"));
+  EXPECT_THAT(Afters("class C {\n  void F() const {\n\n    Call();\n  }\n};\n"), ElementsAre(";"));
   EXPECT_THAT(AftersOfBody("Each([](T t) {\n  Use(t);\n});"), Contains(";"));
 }
 
@@ -156,8 +156,18 @@ TEST(Mutator, SaysWhereAndWhat) {
   ASSERT_EQ(mutants.size(), 1u);
   EXPECT_EQ(mutants[0].kind, "statement");
   EXPECT_EQ(mutation::LineOf(kSource, mutants[0]), 2u);
-  EXPECT_EQ(mutation::Before(kSource, mutants[0]), "Call(a, b);");
+  EXPECT_EQ(mutation::Before(kSource, mutants[0]), "void F() { Call(a, b);");
+  EXPECT_EQ(mutation::After(kSource, mutants[0]), "void F() { ;");
   EXPECT_EQ(mutation::Apply(kSource, mutants[0]), "void F() {\n  ;\n}\n");
+}
+
+TEST(Mutator, AShortLineIsShownWithTheOneBeforeIt) {
+  constexpr std::string_view kSource = "void F() {\n  Log(\"a message\");\n  i = true;\n}\n";
+  const std::vector<Mutant> mutants = mutation::FindMutants(kSource);
+
+  EXPECT_EQ(mutation::Before(kSource, mutants.front()), "Log(\"a message\");");
+  EXPECT_EQ(mutation::Before(kSource, mutants.back()), "Log(\"a message\"); i = true;");
+  EXPECT_EQ(mutation::After(kSource, mutants.back()), "Log(\"a message\"); i = false;");
 }
 
 TEST(SamplingOrder, TakesEveryMutantOnceAndEveryLineBeforeAnyAgain) {
