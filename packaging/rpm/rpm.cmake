@@ -5,6 +5,7 @@ set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_RELEASE 1)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
 set(CPACK_RPM_COMPRESSION_TYPE xz)
+set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
 # Folders that other packages own.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     /etc /usr/lib/systemd /usr/lib/systemd/system
