@@ -6,7 +6,7 @@
 include(GoogleTest)
 
 option(KOR_WHOLE_TEST_PROGRAMS
-       "One ctest test for each test program: a sanitizer starts slowly, and so once only" OFF)
+       "Four ctest tests for each test program: a sanitizer starts slowly, and so seldom" OFF)
 
 # What AddressSanitizer keeps back of freed memory is not the program's: tests of memory see less of it.
 set(kor_test_environment "ASAN_OPTIONS=quarantine_size_mb=8")
@@ -23,8 +23,11 @@ function(kor_add_tests name)
   set_property(SOURCE ${arg_PLACED_SOURCES} PROPERTY
     COMPILE_DEFINITIONS KOR_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ${arg_DEFINITIONS})
   if(KOR_WHOLE_TEST_PROGRAMS)
-    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
-    set_property(TEST ${name} PROPERTY ENVIRONMENT ${kor_test_environment})
+    foreach(shard RANGE 3)
+      add_test(NAME ${name}.${shard} COMMAND ${name} --gtest_brief=1)
+      set_property(TEST ${name}.${shard} PROPERTY ENVIRONMENT ${kor_test_environment}
+        GTEST_TOTAL_SHARDS=4 GTEST_SHARD_INDEX=${shard})
+    endforeach()
   else()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
       PROPERTIES TIMEOUT 300 ENVIRONMENT ${kor_test_environment})
