@@ -284,6 +284,7 @@ TEST_F(NeighboursTest, InboxKeepsTheLatestOfWhatIsDone) {
   for (size_t n = 0; n < agent::Inbox::kFilesKept; ++n) {
     folder.Write("data/inbox/refused/old" + std::to_string(n), "x");
   }
+  folder.WaitForLaterFileTime();
   folder.Write("data/inbox/1.json", "{");
 
   inbox.Process();
@@ -301,9 +302,7 @@ TEST_F(NeighboursTest, InboxKeepsNoMoreThanItsBytes) {
   ASSERT_TRUE(inbox.Prepare().IsOk());
   const KorString large = folder.Write("data/inbox/refused/large", "x");
   std::filesystem::resize_file(large.Str(), agent::Inbox::kBytesKept);
-  // File times are coarse: what is written within a few milliseconds may be of the same age.
-  std::filesystem::last_write_time(
-      large.Str(), std::filesystem::last_write_time(large.Str()) - std::chrono::hours(1));
+  folder.WaitForLaterFileTime();
   folder.Write("data/inbox/1.json", "{");
 
   inbox.Process();

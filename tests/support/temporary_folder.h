@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <thread>
 
 #include "kor/string.h"
 
@@ -52,6 +55,22 @@ class TemporaryFolder {
     std::ifstream file(Path(name).Str(), std::ios::binary);
     if (!file) throw std::runtime_error("cannot read " + Path(name).Str());
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+  // Returns when a file that changes from now on has a later time of change than all before: the
+  // kernel stamps files by its tick, so that what changes within one has the same time.
+  void WaitForLaterFileTime() const {
+    struct stat before;
+    struct stat now;
+    const KorString probe = Write("time-probe", "x");
+    bool isLater = stat(probe.CStr(), &before) != 0;
+    while (!isLater) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      isLater = stat(Write("time-probe", "x").CStr(), &now) != 0 ||
+                now.st_ctim.tv_sec != before.st_ctim.tv_sec ||
+                now.st_ctim.tv_nsec != before.st_ctim.tv_nsec;
+    }
+    std::filesystem::remove(probe.Str());
   }
 
   // How many files, links and folders stand directly in the folder.
