@@ -40,13 +40,13 @@ constexpr size_t kMostKept = size_t{256} * 1024;
 // is searched a window of starting points after the other, and between two windows the time is
 // looked at. A window is as wide as these allow: a scan to the end of the subject from each of its
 // points, and the limit of steps for each of them.
-constexpr uint32_t kBudgetMilliseconds = 5'000;
+constexpr RegexBudget kBudget{.microseconds = 2'000'000, .forEachSearch = 2};
 constexpr size_t kLongestInOneCall = size_t{128} * 1024;
 constexpr uint64_t kStepsInOneCall = uint64_t{1} << 25;
 constexpr uint64_t kScansInOneCall = uint64_t{1} << 29;
 constexpr uint64_t kLeastSteps = 1024;
 constexpr uint64_t kStepsGrowth = 8;
-std::atomic<uint32_t> budgetMilliseconds = kBudgetMilliseconds;
+std::atomic<RegexBudget> budget = kBudget;
 
 constexpr size_t kCachedExpressions = 1024;
 
@@ -106,6 +106,10 @@ uint64_t ProcessorMicroseconds() {
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return static_cast<uint64_t>(time.tv_sec) * 1'000'000 +
          static_cast<uint64_t>(time.tv_nsec) / 1000;
+}
+
+bool IsTimeSpent(uint64_t timedFrom) {
+  return ProcessorMicroseconds() > timedFrom + budget.load().microseconds;
 }
 
 // One call of the library.
@@ -249,18 +253,16 @@ bool IsDivisible(std::string_view pattern) {
 // Goes over the starting points window by window, with as few steps for each as will do.
 class PatientSearch {
  public:
-  PatientSearch(const Attempt& whole, const FirstBytes& firstBytes, uint64_t& spentMicroseconds)
+  PatientSearch(const Attempt& whole, const FirstBytes& firstBytes, uint64_t timedFromMicroseconds)
       : attempt(whole),
         first(firstBytes),
-        spent(spentMicroseconds),
-        begin(ProcessorMicroseconds()),
+        timedFrom(timedFromMicroseconds),
         mostSteps(MostSteps(whole.subject.size())) {
     width = Widest();
   }
 
   // As MatchWorkspace::Match().
   int Run() {
-    const uint64_t before = spent;
     for (;;) {
       attempt.from = first.Next(attempt.subject, attempt.from);
       if (attempt.from > attempt.subject.size()) return PCRE2_ERROR_NOMATCH;
@@ -268,13 +270,12 @@ class PatientSearch {
       attempt.lastStart = attempt.from + std::min(width - 1, room);
       attempt.steps = steps;
       const int result = MatchWorkspace::OfThisThread().Match(attempt);
-      spent = before + ProcessorMicroseconds() - begin;
       if (result == PCRE2_ERROR_NOMATCH) {
         GoOn();
       } else if (result != PCRE2_ERROR_MATCHLIMIT || !LookCloser()) {
         return result;
       }
-      if (spent > uint64_t{budgetMilliseconds} * 1000) return PCRE2_ERROR_MATCHLIMIT;
+      if (IsTimeSpent(timedFrom)) return PCRE2_ERROR_MATCHLIMIT;
     }
   }
 
@@ -307,8 +308,7 @@ class PatientSearch {
 
   Attempt attempt;
   const FirstBytes& first;
-  uint64_t& spent;
-  const uint64_t begin;
+  const uint64_t timedFrom;
   const uint64_t mostSteps;
   uint64_t steps = kLeastSteps;
   size_t width = 1;
@@ -340,14 +340,15 @@ class CompiledRegex {
   const KorString& Error() const { return error; }
   size_t GroupCount() const { return groupCount; }
 
-  bool Match(std::string_view subject, size_t from, bool mayBeEmpty, uint64_t& spent) {
+  // `timedFrom` as in RegexSearch; a search that takes long sets it.
+  bool Match(std::string_view subject, size_t from, bool mayBeEmpty, uint64_t& timedFrom) {
     if (code == nullptr) {
       Warn("Bad regular expression", error);
       return false;
     }
     const int result = Search({code.get(), groupCount + size_t{1}, subject, from,
                                mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART},
-                              spent);
+                              timedFrom);
     if (result > 0) return true;
     if (result != PCRE2_ERROR_NOMATCH) {
       Warn("Gave up the search for regular expression", LibraryMessage(result));
@@ -370,7 +371,7 @@ class CompiledRegex {
   }
 
   // The library's result code.
-  int Search(Attempt attempt, uint64_t& spent) {
+  int Search(Attempt attempt, uint64_t& timedFrom) {
     const size_t length = attempt.subject.size();
     attempt.steps = MostSteps(length);
     if (isAnchored) return MatchWorkspace::OfThisThread().Match(attempt);
@@ -389,7 +390,8 @@ class CompiledRegex {
     });
     if (windowed == nullptr) return PCRE2_ERROR_NOMEMORY;
     attempt.code = windowed.get();
-    return PatientSearch(attempt, firstBytes, spent).Run();
+    if (timedFrom == 0) timedFrom = ProcessorMicroseconds();
+    return PatientSearch(attempt, firstBytes, timedFrom).Run();
   }
 
   const KorString pattern;
@@ -476,7 +478,19 @@ const KorString& RegexSearch::Error() const {
 }
 
 bool RegexSearch::Find(std::string_view text, size_t from, bool mayBeEmpty) {
-  if (!compiled->Match(text, from, mayBeEmpty, spentMicroseconds)) return false;
+  // A single search is not timed unless it takes long: reading the clock costs as much as a short
+  // one.
+  if (hasSearched) {
+    if (timedFrom == 0) timedFrom = ProcessorMicroseconds();
+    timedFrom += budget.load().forEachSearch;
+    if (IsTimeSpent(timedFrom)) {
+      WarnGivenUp("Gave up the search for regular expression",
+                  LibraryMessage(PCRE2_ERROR_MATCHLIMIT));
+      return false;
+    }
+  }
+  hasSearched = true;
+  if (!compiled->Match(text, from, mayBeEmpty, timedFrom)) return false;
   subject = text;
   offsets = MatchWorkspace::OfThisThread().Offsets();
   return true;
@@ -497,8 +511,8 @@ std::string_view RegexSearch::Group(size_t number) const {
   return subject.substr(begin, offsets[2 * number + 1] - begin);
 }
 
-uint32_t SetRegexBudget(uint32_t milliseconds) {
-  return budgetMilliseconds.exchange(milliseconds);
+RegexBudget SetRegexBudget(RegexBudget given) {
+  return budget.exchange(given);
 }
 
 size_t RegexBytesKept() {

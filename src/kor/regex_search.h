@@ -42,13 +42,21 @@ class RegexSearch {
   std::shared_ptr<CompiledRegex> compiled;
   std::string_view subject;
   const size_t* offsets = nullptr;
-  // What its searches that took long have cost together, of the processor's time.
-  uint64_t spentMicroseconds = 0;
+  // The processor's time, in microseconds, from which on its searches are timed; 0 until then.
+  uint64_t timedFrom = 0;
+  bool hasSearched = false;
 };
 
-// How many milliseconds of the processor the searches of one RegexSearch may take together; returns
-// what it was. For tests.
-uint32_t SetRegexBudget(uint32_t milliseconds);
+// What the searches of one RegexSearch may take together of the processor's time, once there are
+// several or one takes long: so many microseconds, and some for each, so that millions of short
+// searches are not taken for a few long ones.
+struct RegexBudget {
+  uint32_t microseconds;
+  uint32_t forEachSearch;
+};
+
+// Returns what it was. For tests.
+RegexBudget SetRegexBudget(RegexBudget given);
 
 // What the calling thread keeps from one search to the next, in bytes.
 size_t RegexBytesKept();

@@ -265,7 +265,7 @@ class CostlyRegex : public testing::TestWithParam<const char*> {
  protected:
   void TearDown() override { SetRegexBudget(budget); }
 
-  const uint32_t budget = SetRegexBudget(50);
+  const RegexBudget budget = SetRegexBudget({50'000, 0});
 };
 
 TEST_P(CostlyRegex, IsGivenUpWhenAllStartingPointsTogetherCostTooMuch) {
@@ -288,7 +288,7 @@ INSTANTIATE_TEST_SUITE_P(Patterns, CostlyRegex,
 
 TEST(RegexLimits, BudgetIsThatOfAllSearchesOfAReplacement) {
   const CapturedLog log(KorFrameworkLog());
-  const uint32_t budget = SetRegexBudget(50);
+  const RegexBudget budget = SetRegexBudget({50'000, 0});
   // Every search goes over some of the text before it finds its match.
   std::string text;
   for (int n = 0; n < 400; ++n) text += std::string(3'000, 'a') + "b";
@@ -300,6 +300,31 @@ TEST(RegexLimits, BudgetIsThatOfAllSearchesOfAReplacement) {
   ASSERT_EQ(log.Entries().size(), 1U);
   EXPECT_NE(replaced.Find("x", 0), -1);
   EXPECT_TRUE(replaced.View().ends_with("aab"));
+}
+
+// Each of its searches ends with a match, but only after a million recursions.
+TEST(RegexLimits, BudgetIsThatOfSearchesThatEachFindSomething) {
+  const CapturedLog log(KorFrameworkLog());
+  const RegexBudget budget = SetRegexBudget({50'000, 0});
+  const KorString pattern("|(?R)(?#" + UniqueNumber() + ")");
+
+  const KorString replaced = RegexReplace("aaaaaaaaaaaaaaaaaaaa", pattern, "x", true);
+
+  SetRegexBudget(budget);
+  ASSERT_EQ(log.Entries().size(), 1U);
+  EXPECT_TRUE(replaced.View().starts_with("xa"));
+  EXPECT_TRUE(replaced.View().ends_with("aaaa"));
+}
+
+TEST(RegexLimits, ManyShortSearchesAreNotTakenForLongOnes) {
+  const CapturedLog log(KorFrameworkLog());
+  const RegexBudget budget = SetRegexBudget({0, 60'000'000});
+  const std::string text(1000, 'a');
+
+  const KorString replaced = RegexReplace(KorString(text), "a", "b", true);
+
+  SetRegexBudget(budget);
+  EXPECT_EQ(replaced, KorString(std::string(1000, 'b')));
 }
 
 // In the same words for one call of the library and for many.
