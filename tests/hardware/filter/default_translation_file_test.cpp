@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "hardware/filter/hw_filter.h"
 #include "hardware/module/globals.h"
@@ -46,6 +49,42 @@ TEST(DefaultTranslationFile, EveryLineButTheLastEndsInOneBlank) {
   }
   EXPECT_EQ(lines, 2U + 21U * 5U + 1U);
   EXPECT_EQ(rest, "</HWINVCONFIG>");
+}
+
+TEST(DefaultTranslationFile, AcceptsTheseClassesInThisOrder) {
+  const std::pair<const char*, const char*> expected[] = {
+      {"Keyboard", "Win32_Keyboard"},
+      {"Pointing Device", "Win32_PointingDevice"},
+      {"BIOS", "Win32_BIOS"},
+      {"CDROM Drive", "Win32_CDROMDrive"},
+      {"Disk Drive", "Win32_DiskDrive"},
+      {"Floppy Drive", "Win32_FloppyDrive"},
+      {"Logical Disk", "Win32_LogicalDisk"},
+      {"Cache Memory", "Win32_CacheMemory"},
+      {"Motherboard Device", "Win32_MotherboardDevice"},
+      {"Parallel Port", "Win32_ParallelPort"},
+      {"Physical Memory", "Win32_PhysicalMemory"},
+      {"Processor", "Win32_Processor"},
+      {"Sound Device", "Win32_SoundDevice"},
+      {"Network Adapter", "Win32_NetworkAdapter"},
+      {"Printer", "Win32_Printer"},
+      {"Desktop Monitor", "Win32_DesktopMonitor"},
+      {"Display Configuration", "Win32_DisplayConfiguration"},
+      {"Video Configuration", "Win32_VideoConfiguration"},
+      {"Computer System", "Win32_ComputerSystem"},
+      {"Computer System Product", "Win32_ComputerSystemProduct"},
+      {"Computer System Product", "Win32_ComputerSystemProduct"},
+  };
+  const TemporaryFolder folder;
+  const CapturedLog log(debugInv);
+  HwFilter filter;
+  ASSERT_TRUE(filter.Load(folder.Write("default.xml", DEFAULT_TRANSLATION_FILE)));
+  ASSERT_EQ(filter.WmiClassCount(), std::size(expected));
+  for (uint32_t i = 0; i < std::size(expected); ++i) {
+    EXPECT_EQ(filter.WmiClassGet(i)->GetName(), KorString(expected[i].first));
+    EXPECT_EQ(filter.WmiClassGet(i)->GetId(), KorString(expected[i].second));
+    EXPECT_EQ(filter.WmiClassGet(i)->GetAction(), 1U);
+  }
 }
 
 TEST(DefaultTranslationFile, LoadsAsTwentyOneClassesWithTheLastOneRepeated) {
