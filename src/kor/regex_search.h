@@ -49,8 +49,8 @@ class RegexSearch {
 
 // What the searches of one RegexSearch may take together of the processor's time, once there are
 // several or one takes long: so many microseconds, and some for each, so that millions of short
-// searches are not taken for a few long ones.
-struct RegexBudget {
+// searches are not taken for a few long ones. Aligned for atomic access without a library's help.
+struct alignas(uint64_t) RegexBudget {
   uint32_t microseconds;
   uint32_t forEachSearch;
 };
