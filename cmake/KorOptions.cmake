@@ -47,6 +47,9 @@ add_library(kor_product INTERFACE)
 target_link_libraries(kor_product INTERFACE kor_options)
 if(KOR_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(kor_product INTERFACE -flto=auto -ffat-lto-objects)
+  # Nobody replaces single functions of our libraries: they call their own without looking them up.
+  target_compile_options(kor_product INTERFACE -fno-semantic-interposition)
+  target_link_options(kor_product INTERFACE -Wl,-Bsymbolic-functions)
   target_link_options(kor_product INTERFACE -flto=auto)
 endif()
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -15,6 +16,8 @@
 namespace {
 
 constexpr size_t kChunkSize = 64 * 1024;
+// What a file says of its size is believed up to here.
+constexpr int64_t kLargestReserve = int64_t{256} * 1024 * 1024;
 constexpr mode_t kFileMode = 0600;
 
 class ReadDescriptor {
@@ -122,6 +125,8 @@ bool FileReadChunks(const KorString& path, const std::function<bool(std::string_
 
 bool FileReadAll(const KorString& path, std::string& content, KorString& error, size_t limit) {
   std::string whole;
+  const int64_t size = std::clamp<int64_t>(FileGetSize(path), 0, kLargestReserve);
+  whole.reserve(std::min(static_cast<size_t>(size), limit));
   const auto append = [&whole, limit](std::string_view piece) {
     whole += piece;
     return whole.size() <= limit;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -136,6 +137,18 @@ bool MatchPcre(const KorString& subject, const KorString& pattern, int options) 
 
 bool MatchRegex(const KorString& subject, const KorString& regex, bool caseSensitive) {
   return MatchPcre(subject, regex, OptionsFor(caseSensitive));
+}
+
+KorRegex::KorRegex(const KorString& regex, bool caseSensitive)
+    : search(std::make_unique<RegexSearch>(regex, OptionsFor(caseSensitive))) {}
+
+KorRegex::~KorRegex() = default;
+KorRegex::KorRegex(KorRegex&&) noexcept = default;
+KorRegex& KorRegex::operator=(KorRegex&&) noexcept = default;
+
+bool KorRegex::Matches(const KorString& subject) {
+  search->Renew();
+  return search->Find(subject.View());
 }
 
 KorString RegexReplace(const KorString& subject, const KorString& regex,

@@ -10,10 +10,13 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string_view>
 
 #include "kor/string.h"
 #include "kor/vector.h"
+
+class RegexSearch;
 
 // Compile option bits of the callers; any combination.
 inline constexpr int kPcreCaseless = 1;
@@ -40,6 +43,20 @@ bool MatchPcre(const KorString& subject, const KorString& pattern, int options);
 // Whether the expression is found anywhere in the subject; neither multi-line nor dot-all. The
 // empty expression is found everywhere.
 bool MatchRegex(const KorString& subject, const KorString& regex, bool caseSensitive);
+
+// The same for one expression and many subjects, on one thread.
+class KorRegex {
+ public:
+  KorRegex(const KorString& regex, bool caseSensitive);
+  ~KorRegex();
+  KorRegex(KorRegex&&) noexcept;
+  KorRegex& operator=(KorRegex&&) noexcept;
+
+  bool Matches(const KorString& subject);
+
+ private:
+  std::unique_ptr<RegexSearch> search;
+};
 
 // The subject with every match replaced; options as for MatchRegex. In the replacement $1, ${1} and
 // \1 name groups (all digits that follow count, 0 is the whole match); unset and unknown groups are

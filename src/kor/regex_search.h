@@ -35,6 +35,12 @@ class RegexSearch {
   // Group 0 is the whole match; a group that is unset or unknown is the empty text.
   std::string_view Group(size_t number) const;
 
+  // From here on its searches have all their time again.
+  void Renew() {
+    timedFrom = 0;
+    hasSearched = false;
+  }
+
   // One warning for the expression, however often it is given up.
   void WarnGivenUp(const char* doing, const KorString& reason) const;
 

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "kor/container.h"
 #include "kor/debug.h"
@@ -23,7 +24,7 @@ class ObjInstAttr : public ObjBase {
   using ObjBase::ObjBase;
 
   const KorString& GetValue() const { return value; }
-  void SetValue(const KorString& text) { value = text; }
+  void SetValue(KorString text) { value = std::move(text); }
 
   // The value before the change, in a differential or a merge; null when there is none.
   const KorString* GetPreviousValue() const { return previousValue.get(); }

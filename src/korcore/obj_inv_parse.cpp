@@ -5,13 +5,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 #include "kor/debug.h"
+#include "kor/file.h"
 #include "kor/xml_sax_parser.h"
 #include "korcore/obj_inv.h"
 #include "korcore/obj_inv_xml.h"
+#include "korcore/plain_xml.h"
 #include "korcore/utf8.h"
 
 namespace {
@@ -101,6 +102,7 @@ const ElementRule* RuleOf(Element element) {
 // Turns the characters that stand for bytes back into them.
 KorString Unescaped(std::string_view text) {
   constexpr char kEscapeLead = '\xF4';
+  if (text.find(kEscapeLead) == std::string_view::npos) return KorString(text);
   std::string bytes;
   while (true) {
     const size_t lead = std::min(text.find(kEscapeLead), text.size());
@@ -133,139 +135,133 @@ std::optional<unsigned long> KindFromText(std::string_view text) {
   return kind;
 }
 
-class Reader final : public CsXmlSaxParser {
+// Makes a document of the elements that it is told of. What cannot be taken gives false; the reason
+// is then there.
+class Builder {
  public:
-  explicit Reader(ObjInv& emptyDocument) : document(emptyDocument) {}
+  explicit Builder(ObjInv& emptyDocument) : document(emptyDocument) {}
 
- protected:
-  void OnElementInit(const char* word) override {
-    const ElementRule* rule = RuleOf(std::string_view(word));
+  const KorString& Reason() const { return reason; }
+
+  bool BeginElement(std::string_view word) {
+    const ElementRule* rule = RuleOf(word);
     if (rule == nullptr || rule->parent != open) {
-      Refuse("the element '%s' does not belong here", word);
-      return;
+      return Refuse("the element '%S' does not belong here", KorString(word));
     }
     open = rule->element;
+    openWord = rule->word;
     allowedFields = rule->fields;
-    fields.fill(std::nullopt);
+    given = 0;
     text.clear();
+    return true;
   }
 
-  void OnElementAttr(const char* word, const char* content) override {
-    const auto found = std::find(kFieldWords.begin(), kFieldWords.end(), std::string_view(word));
+  bool Attribute(std::string_view word, std::string_view content) {
+    const auto found = std::find(kFieldWords.begin(), kFieldWords.end(), word);
     const auto field = static_cast<unsigned int>(found - kFieldWords.begin());
     if (field == kFieldCount || (allowedFields & (1u << field)) == 0) {
-      Refuse("the attribute '%s' does not belong here", word);
-      return;
+      return Refuse("the attribute '%S' does not belong here", KorString(word));
     }
+    if ((given & (1u << field)) != 0) return Stop("an attribute is there twice");
+    given |= 1u << field;
     fields[field] = Unescaped(content);
+    return true;
   }
 
-  void OnElementStart(const char* word) override {
-    if (!fields[kName]) {
-      Refuse("the element '%s' has no name", word);
-      return;
-    }
+  bool StartElement() {
+    if (!Has(kName)) return Refuse("the element '%S' has no name", KorString(openWord));
     switch (open) {
       case Element::kInventory:
-        StartInventory();
-        break;
+        return StartInventory();
       case Element::kClass:
-        type = Add(document.Objects());
-        break;
+        return (type = Add(document.Objects())) != nullptr;
       case Element::kAttribute:
-        StartDefinition();
-        break;
+        return StartDefinition();
       case Element::kInstance:
-        instance = Add(type->Instances());
-        break;
+        return (instance = Add(type->Instances())) != nullptr;
       case Element::kValue:
-        StartValue();
-        break;
+        return StartValue();
       case Element::kNone:
         break;
     }
+    return false;
   }
 
-  void OnElementData(const char* data, unsigned long length) override {
-    const std::string_view piece(data, length);
+  bool Text(std::string_view piece) {
     if (open == Element::kValue) {
       text += piece;
-    } else if (piece.find_first_not_of(" \t\r\n") != std::string_view::npos) {
-      Stop("there is text outside of a value");
+      return true;
     }
+    const bool isBlank = piece.find_first_not_of(" \t\r\n") == std::string_view::npos;
+    return isBlank || Stop("there is text outside of a value");
   }
 
-  void OnElementEnd(const char* /*word*/) override {
+  bool EndElement() {
     if (open == Element::kValue) value->SetValue(Unescaped(text));
     open = RuleOf(open)->parent;
+    return true;
   }
 
  private:
-  void StartInventory() {
-    if (!fields[kFormat] || fields[kFormat]->View() != obj_inv_xml::kFormat) {
-      Stop("the format is missing or unknown");
-      return;
+  bool StartInventory() {
+    if (!Has(kFormat) || fields[kFormat].View() != obj_inv_xml::kFormat) {
+      return Stop("the format is missing or unknown");
     }
-    document.SetName(*fields[kName]);
-    if (fields[kKind]) {
-      const std::optional<unsigned long> kind = KindFromText(fields[kKind]->View());
-      if (!kind) {
-        Stop("the kind is not a number");
-        return;
-      }
+    document.SetName(fields[kName]);
+    if (Has(kKind)) {
+      const std::optional<unsigned long> kind = KindFromText(fields[kKind].View());
+      if (!kind) return Stop("the kind is not a number");
       document.SetType(*kind);
     }
     document.SetChecksum(TextOf(kChecksum));
     document.SetLastChecksum(TextOf(kLastChecksum));
+    return true;
   }
 
-  void StartDefinition() {
-    if (type->Instances().Count() != 0) {
-      Stop("there is an attribute after an instance");
-      return;
-    }
+  bool StartDefinition() {
+    if (type->Instances().Count() != 0) return Stop("there is an attribute after an instance");
     ObjTypeAttr* attribute = Add(type->Attributes());
-    if (attribute == nullptr) return;
+    if (attribute == nullptr) return false;
     attribute->SetDefinition({TextOf(kType), TextOf(kUnit), TextOf(kDescription)});
-    const bool hasType = fields[kPreviousType].has_value();
-    if (hasType != fields[kPreviousUnit].has_value() ||
-        hasType != fields[kPreviousDescription].has_value()) {
-      Stop("a previous definition is incomplete");
-    } else if (hasType) {
-      attribute->SetPreviousDefinition(
-          {*fields[kPreviousType], *fields[kPreviousUnit], *fields[kPreviousDescription]});
+    const bool hasType = Has(kPreviousType);
+    if (hasType != Has(kPreviousUnit) || hasType != Has(kPreviousDescription)) {
+      return Stop("a previous definition is incomplete");
     }
+    if (hasType) {
+      attribute->SetPreviousDefinition(
+          {fields[kPreviousType], fields[kPreviousUnit], fields[kPreviousDescription]});
+    }
+    return true;
   }
 
-  void StartValue() {
+  bool StartValue() {
     value = Add(instance->Attributes());
-    if (value != nullptr && fields[kPrevious]) value->SetPreviousValue(*fields[kPrevious]);
+    if (value != nullptr && Has(kPrevious)) value->SetPreviousValue(fields[kPrevious]);
+    return value != nullptr;
   }
 
   // Null, and the reading is at its end, when the element cannot be taken.
   template <typename T>
   T* Add(ObjSetOf<T>& set) {
-    auto made = std::make_unique<T>(*fields[kName]);
+    auto made = std::make_unique<T>(fields[kName]);
     if (!ReadMarks(*made)) return nullptr;
     if (set.Add(made.get())) return made.release();
-    Refuse("the name '%S' is there twice", *fields[kName]);
+    Refuse("the name '%S' is there twice", fields[kName]);
     return nullptr;
   }
 
   bool ReadMarks(ObjBase& element) {
-    if (fields[kChange]) {
-      const std::optional<ObjChange> change = ChangeFromWord(fields[kChange]->View());
-      if (!change) {
-        Refuse("the change '%S' is unknown", *fields[kChange]);
-        return false;
-      }
+    if ((given & kMarkFields) == 0) return true;
+    if (Has(kChange)) {
+      const std::optional<ObjChange> change = ChangeFromWord(fields[kChange].View());
+      if (!change) return Refuse("the change '%S' is unknown", fields[kChange]);
       element.SetChange(*change);
     }
-    if (fields[kFirst] || fields[kAfter]) {
+    if (Has(kFirst) || Has(kAfter)) {
       if (!PlaceIsClear(kFirst, kAfter)) return false;
       element.SetPlace(PlaceOf(kAfter));
     }
-    if (fields[kPreviousFirst] || fields[kPreviousAfter]) {
+    if (Has(kPreviousFirst) || Has(kPreviousAfter)) {
       if (!PlaceIsClear(kPreviousFirst, kPreviousAfter)) return false;
       element.SetPreviousPlace(PlaceOf(kPreviousAfter));
     }
@@ -273,38 +269,83 @@ class Reader final : public CsXmlSaxParser {
   }
 
   bool PlaceIsClear(Field firstField, Field afterField) {
-    const std::optional<KorString>& first = fields[firstField];
-    if (!first || (!fields[afterField] && first->View() == obj_inv_xml::kTrue)) return true;
-    Stop("the place of an element is unclear");
-    return false;
+    if (!Has(firstField)) return true;
+    if (!Has(afterField) && fields[firstField].View() == obj_inv_xml::kTrue) return true;
+    return Stop("the place of an element is unclear");
   }
 
   ObjPlace PlaceOf(Field afterField) const {
-    return fields[afterField] ? ObjPlace::After(*fields[afterField]) : ObjPlace::First();
+    return Has(afterField) ? ObjPlace::After(fields[afterField]) : ObjPlace::First();
   }
 
-  KorString TextOf(Field field) const { return fields[field].value_or(KorString()); }
+  bool Has(Field field) const { return (given & Bit(field)) != 0; }
+  KorString TextOf(Field field) const { return Has(field) ? fields[field] : KorString(); }
 
-  template <typename Argument>
-  void Refuse(KorFormatString<std::type_identity_t<Argument>> format, const Argument& argument) {
-    KorString reason;
+  bool Stop(const char* why) {
+    reason = why;
+    return false;
+  }
+  bool Refuse(KorFormatString<KorString> format, const KorString& argument) {
     reason.Printf(format, argument);
-    Stop(reason);
+    return false;
   }
 
   ObjInv& document;
   Element open = Element::kNone;
+  std::string_view openWord;
   unsigned int allowedFields = 0;
-  std::array<std::optional<KorString>, kFieldCount> fields;
+  // Only those that are given say something: the others keep what they had.
+  unsigned int given = 0;
+  std::array<KorString, kFieldCount> fields;
   ObjType* type = nullptr;
   ObjInst* instance = nullptr;
   ObjInstAttr* value = nullptr;
   std::string text;
+  KorString reason;
 };
+
+// Reads whatever is XML.
+class Reader final : public CsXmlSaxParser {
+ public:
+  explicit Reader(ObjInv& emptyDocument) : builder(emptyDocument) {}
+
+ protected:
+  void OnElementInit(const char* word) override { StopUnless(builder.BeginElement(word)); }
+  void OnElementAttr(const char* word, const char* content) override {
+    StopUnless(builder.Attribute(word, content));
+  }
+  void OnElementStart(const char* /*word*/) override { StopUnless(builder.StartElement()); }
+  void OnElementData(const char* data, unsigned long length) override {
+    StopUnless(builder.Text(std::string_view(data, length)));
+  }
+  void OnElementEnd(const char* /*word*/) override { StopUnless(builder.EndElement()); }
+
+ private:
+  void StopUnless(bool isTaken) {
+    if (!isTaken) Stop(builder.Reason());
+  }
+
+  Builder builder;
+};
+
+// Larger ones are read in pieces.
+constexpr int64_t kLargestInMemory = int64_t{256} * 1024 * 1024;
+
+// Of files only, which can be read once more when they turn out not to be plain.
+bool ParsePlain(const KorString& path, ObjInv& emptyDocument) {
+  std::string content;
+  KorString error;
+  const int64_t size = FileGetSize(path);
+  if (size <= 0 || size > kLargestInMemory || !FileReadAll(path, content, error)) return false;
+  Builder builder(emptyDocument);
+  return plain_xml::Reader(content, builder).Read();
+}
 
 }  // namespace
 
 bool ObjInv::Parse(const KorString& path, ObjInvParser* /*parser*/) {
+  Clear();
+  if (ParsePlain(path, *this)) return true;
   Clear();
   Reader reader(*this);
   if (reader.ParseFile(path)) return true;

@@ -82,11 +82,14 @@ void AppendEscaped(std::string& out, std::string_view text) {
 
 class Writer {
  public:
-  explicit Writer(const std::function<void(std::string_view)>& writePiece) : write(writePiece) {}
+  explicit Writer(const std::function<void(std::string_view)>& writePiece) : write(writePiece) {
+    piece.reserve(kPieceSize + kPieceSize / 4);
+  }
 
   void Document(const ObjInv& document) {
     piece += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    Open(0, obj_inv_xml::kInventory);
+    piece += '<';
+    piece += obj_inv_xml::kInventory;
     Field("format", obj_inv_xml::kFormat);
     Field("name", document.GetName().View());
     if (document.GetType() != 0) Field("kind", std::to_string(document.GetType()));
@@ -97,14 +100,14 @@ class Writer {
     } else {
       piece += ">\n";
       for (const ObjType* type : document.Objects()) Class(*type);
-      Close(0, obj_inv_xml::kInventory);
+      piece += End(0, obj_inv_xml::kInventory);
     }
     write(piece);
   }
 
  private:
   void Class(const ObjType& type) {
-    OpenElement(1, obj_inv_xml::kClass, type);
+    OpenElement(classBegin, type);
     Marks(type);
     if (type.Attributes().Count() + type.Instances().Count() == 0) {
       piece += "/>\n";
@@ -113,11 +116,11 @@ class Writer {
     piece += ">\n";
     for (const ObjTypeAttr* attribute : type.Attributes()) Definition(*attribute);
     for (const ObjInst* instance : type.Instances()) Instance(*instance);
-    Close(1, obj_inv_xml::kClass);
+    piece += classEnd;
   }
 
   void Definition(const ObjTypeAttr& attribute) {
-    OpenElement(2, obj_inv_xml::kAttribute, attribute);
+    OpenElement(attributeBegin, attribute);
     FieldUnlessEmpty("type", attribute.GetType());
     FieldUnlessEmpty("unit", attribute.GetUnit());
     FieldUnlessEmpty("description", attribute.GetDesc());
@@ -132,7 +135,7 @@ class Writer {
   }
 
   void Instance(const ObjInst& instance) {
-    OpenElement(2, obj_inv_xml::kInstance, instance);
+    OpenElement(instanceBegin, instance);
     Marks(instance);
     if (instance.Attributes().Count() == 0) {
       piece += "/>\n";
@@ -140,11 +143,11 @@ class Writer {
     }
     piece += ">\n";
     for (const ObjInstAttr* value : instance.Attributes()) Value(*value);
-    Close(2, obj_inv_xml::kInstance);
+    piece += instanceEnd;
   }
 
   void Value(const ObjInstAttr& value) {
-    OpenElement(3, obj_inv_xml::kValue, value);
+    OpenElement(valueBegin, value);
     Change(value);
     if (const KorString* previous = value.GetPreviousValue()) Field("previous", previous->View());
     Places(value);
@@ -154,29 +157,21 @@ class Writer {
     }
     piece += '>';
     AppendEscaped(piece, value.GetValue().View());
-    Close(0, obj_inv_xml::kValue);
+    piece += valueEnd;
   }
 
-  void Open(size_t level, std::string_view word) {
+  void Open(std::string_view begin) {
     if (piece.size() >= kPieceSize) {
       write(piece);
       piece.clear();
     }
-    piece.append(2 * level, ' ');
-    piece += '<';
-    piece += word;
+    piece += begin;
   }
 
-  void OpenElement(size_t level, std::string_view word, const ObjBase& element) {
-    Open(level, word);
-    Field("name", element.GetName().View());
-  }
-
-  void Close(size_t level, std::string_view word) {
-    piece.append(2 * level, ' ');
-    piece += "</";
-    piece += word;
-    piece += ">\n";
+  void OpenElement(std::string_view begin, const ObjBase& element) {
+    Open(begin);
+    AppendEscaped(piece, element.GetName().View());
+    piece += '"';
   }
 
   void Field(std::string_view word, std::string_view text) {
@@ -215,6 +210,22 @@ class Writer {
     }
   }
 
+  // Up to the name.
+  static std::string Begin(size_t level, std::string_view word) {
+    return std::string(2 * level, ' ').append("<").append(word).append(" name=\"");
+  }
+  static std::string End(size_t level, std::string_view word) {
+    return std::string(2 * level, ' ').append("</").append(word).append(">\n");
+  }
+
+  // Put together once for all elements.
+  const std::string classBegin = Begin(1, obj_inv_xml::kClass);
+  const std::string classEnd = End(1, obj_inv_xml::kClass);
+  const std::string attributeBegin = Begin(2, obj_inv_xml::kAttribute);
+  const std::string instanceBegin = Begin(2, obj_inv_xml::kInstance);
+  const std::string instanceEnd = End(2, obj_inv_xml::kInstance);
+  const std::string valueBegin = Begin(3, obj_inv_xml::kValue);
+  const std::string valueEnd = End(0, obj_inv_xml::kValue);
   const std::function<void(std::string_view)>& write;
   std::string piece;
 };

@@ -431,6 +431,23 @@ TEST(RegexThreads, WarnOnceForAllOfThem) {
   EXPECT_EQ(log.Entries().size(), 1U);
 }
 
+TEST(KorRegex, AnswersForEachSubjectAsMatchRegexDoes) {
+  KorRegex insensitive("^disk [0-9]+$", false);
+  EXPECT_TRUE(insensitive.Matches("Disk 1"));
+  EXPECT_FALSE(insensitive.Matches("Disk"));
+  EXPECT_TRUE(insensitive.Matches("DISK 22"));
+  KorRegex sensitive("^disk", true);
+  EXPECT_FALSE(sensitive.Matches("Disk 1"));
+}
+
+TEST(KorRegex, OneThatDoesNotCompileMatchesNothingAndWarnsOnce) {
+  CapturedLog log(KorFrameworkLog());
+  KorRegex bad("(", true);
+  EXPECT_FALSE(bad.Matches("("));
+  EXPECT_FALSE(bad.Matches("("));
+  EXPECT_EQ(log.Entries().size(), 1U);
+}
+
 TEST(RegexReplace, ReplacesEveryMatch) {
   EXPECT_EQ(Replaced("a1b22c", "\\d+", "#"), "a#b#c");
   EXPECT_EQ(Replaced("abc", "x", "#"), "abc");

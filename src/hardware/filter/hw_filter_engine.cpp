@@ -1,6 +1,7 @@
 // Running the translation rules over an inventory.
 
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -16,32 +17,64 @@ namespace HardwareInventory {
 
 namespace {
 
-// A condition of an unknown method never holds, negated or not.
-bool Holds(const HwFilterMatch& condition, const KorString& subject) {
-  const bool caseSensitive = condition.letterCase == kFilterCaseSensitive;
-  const bool negated = condition.comparison == kFilterNotEqual;
-  switch (condition.method) {
-    case kFilterMatchText:
-      return subject.IsEqualTo(condition.data, caseSensitive) != negated;
-    case kFilterMatchRegex:
-      return MatchRegex(subject, condition.data, caseSensitive) != negated;
-    case 0:
-    case kFilterMatchPattern:
-      return MatchRegex(subject, PatternToRegex(condition.data), caseSensitive) != negated;
-    default:
-      return false;
-  }
-}
+// A condition on the name or the value, with its expression, which is made when it is first needed.
+class Condition {
+ public:
+  explicit Condition(const HwFilterMatch& given)
+      : match(&given),
+        caseSensitive(given.letterCase == kFilterCaseSensitive),
+        negated(given.comparison == kFilterNotEqual) {}
 
-// A rule without any condition never applies.
-bool Applies(const HwFilterAttr& rule, const ObjInstAttr& attribute) {
-  if (!rule.Has(kFilterHasMatch)) return false;
-  const bool hasName = rule.Has(kFilterHasMatchName);
-  const bool hasValue = rule.Has(kFilterHasMatchValue);
-  if (hasName && !Holds(rule.MatchName(), attribute.GetName())) return false;
-  if (hasValue && !Holds(rule.MatchValue(), attribute.GetValue())) return false;
-  return hasName || hasValue;
-}
+  // One of an unknown method never holds, negated or not.
+  bool Holds(const KorString& subject) {
+    switch (match->method) {
+      case kFilterMatchText:
+        return subject.IsEqualTo(match->data, caseSensitive) != negated;
+      case kFilterMatchRegex:
+      case 0:
+      case kFilterMatchPattern:
+        if (!regex) Compile();
+        return regex->Matches(subject) != negated;
+      default:
+        return false;
+    }
+  }
+
+ private:
+  void Compile() {
+    const bool isRegex = match->method == kFilterMatchRegex;
+    regex.emplace(isRegex ? match->data : PatternToRegex(match->data), caseSensitive);
+  }
+
+  const HwFilterMatch* match;
+  bool caseSensitive;
+  bool negated;
+  std::optional<KorRegex> regex;
+};
+
+// A rule and its conditions.
+class Rule {
+ public:
+  explicit Rule(const HwFilterAttr& filterRule)
+      : rule(&filterRule), name(rule->MatchName()), value(rule->MatchValue()) {}
+
+  const HwFilterAttr& Get() const { return *rule; }
+
+  // One without any condition never applies.
+  bool Applies(const ObjInstAttr& attribute) {
+    if (!rule->Has(kFilterHasMatch)) return false;
+    const bool hasName = rule->Has(kFilterHasMatchName);
+    const bool hasValue = rule->Has(kFilterHasMatchValue);
+    if (hasName && !name.Holds(attribute.GetName())) return false;
+    if (hasValue && !value.Holds(attribute.GetValue())) return false;
+    return hasName || hasValue;
+  }
+
+ private:
+  const HwFilterAttr* rule;
+  Condition name;
+  Condition value;
+};
 
 // A letter case that is not given is sensitive here, unlike in a condition; none and text alike
 // replace the whole.
@@ -94,6 +127,39 @@ void TellRename(const KorString& source, const KorString& target, const char* fa
     trace->OnRename({source.View(), target.View(), failure, isLost});
   }
 }
+
+// All rules, in their order, ready for many attributes.
+class Rules {
+ public:
+  explicit Rules(const HwFilter& filter) {
+    for (uint32_t n = 0; n < filter.AttrCount(); ++n) rules.emplace_back(*filter.AttrGet(n));
+  }
+
+  // As HwFilter::ProcessAttr.
+  bool Process(ObjInstAttr& attribute, bool& modified, KorString& name) {
+    modified = false;
+    name.Clear();
+    for (Rule& each : rules) {
+      KorThread::ThrowIfCurrentIsCancelled();
+      if (!each.Applies(attribute)) continue;
+      const HwFilterAttr& rule = each.Get();
+      const RuleTrace trace(rule, attribute);
+      if (!Accepts(rule, attribute)) {
+        trace.Rejected();
+        return false;
+      }
+      if (rule.Has(kFilterHasModify) && !Modify(rule, attribute, modified, name)) {
+        trace.RejectedForName(name);
+        return false;
+      }
+      trace.Done(name);
+    }
+    return true;
+  }
+
+ private:
+  std::vector<Rule> rules;
+};
 
 // Gives the class a definition of the target name, copied from that of the source name, unless it
 // has one.
@@ -160,8 +226,8 @@ void ApplyRename(ObjType& type, ObjInst& instance, const KorString& entry) {
 // walked; the lists are kept only to spare their memory.
 class Pass {
  public:
-  Pass(const HwFilter& filterToApply, size_t bytesOfValues, size_t mostBytesOfValues)
-      : filter(&filterToApply), bytes(bytesOfValues), mostBytes(mostBytesOfValues) {}
+  Pass(Rules& rulesToApply, size_t bytesOfValues, size_t mostBytesOfValues)
+      : rules(rulesToApply), bytes(bytesOfValues), mostBytes(mostBytesOfValues) {}
 
   void Process(ObjType& type, ObjInst& instance) {
     if (KorTrace* const trace = KorTrace::Current()) {
@@ -183,7 +249,7 @@ class Pass {
   void Examine(ObjInstAttr& attribute) {
     bool modified = false;
     const size_t before = attribute.GetValue().GetLength();
-    const bool isAccepted = filter->ProcessAttr(&attribute, modified, newName);
+    const bool isAccepted = rules.Process(attribute, modified, newName);
     bytes += attribute.GetValue().GetLength() - before;
     if (!isAccepted) {
       rejects.push_back(&attribute);
@@ -195,7 +261,7 @@ class Pass {
     if (modified) ++changes;
   }
 
-  const HwFilter* filter;
+  Rules& rules;
   std::vector<ObjInstAttr*> rejects;
   std::vector<KorString> renames;
   KorString newName;
@@ -217,8 +283,8 @@ size_t BytesOfValues(const ObjInv& inventory) {
 }
 
 // False when the inventory has become too large, and the rest was left alone.
-bool RunPass(const HwFilter& filter, ObjInv& inventory, size_t mostBytes, uint32_t& changes) {
-  Pass pass(filter, BytesOfValues(inventory), mostBytes);
+bool RunPass(Rules& rules, ObjInv& inventory, size_t mostBytes, uint32_t& changes) {
+  Pass pass(rules, BytesOfValues(inventory), mostBytes);
   for (ObjType* type : inventory.Objects()) {
     for (ObjInst* instance : type->Instances()) {
       pass.Process(*type, *instance);
@@ -232,32 +298,17 @@ bool RunPass(const HwFilter& filter, ObjInv& inventory, size_t mostBytes, uint32
 }  // namespace
 
 bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& name) const {
-  modified = false;
-  name.Clear();
-  for (const auto& rule : rules) {
-    KorThread::ThrowIfCurrentIsCancelled();
-    if (!Applies(*rule, *attribute)) continue;
-    const RuleTrace trace(*rule, *attribute);
-    if (!Accepts(*rule, *attribute)) {
-      trace.Rejected();
-      return false;
-    }
-    if (rule->Has(kFilterHasModify) && !Modify(*rule, *attribute, modified, name)) {
-      trace.RejectedForName(name);
-      return false;
-    }
-    trace.Done(name);
-  }
-  return true;
+  return Rules(*this).Process(*attribute, modified, name);
 }
 
 void HwFilter::ProcessAttrs(ObjInv& inventory, size_t mostBytes) const {
+  Rules prepared(*this);
   for (uint32_t done = 0; done < hwListMaxPass; ++done) {
     KorThread::ThrowIfCurrentIsCancelled();
     debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
     if (KorTrace* const trace = KorTrace::Current()) trace->OnPass(done + 1);
     uint32_t changes = 0;
-    if (!RunPass(*this, inventory, mostBytes, changes)) {
+    if (!RunPass(prepared, inventory, mostBytes, changes)) {
       debugInv.ErrorWithNL(
           "The translation makes the inventory larger than %gu bytes and is given up in pass %u",
           uint64_t{mostBytes}, done + 1);
