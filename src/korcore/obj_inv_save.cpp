@@ -70,13 +70,13 @@ size_t AppendSpecial(std::string& out, std::string_view text) {
 }
 
 void AppendEscaped(std::string& out, std::string_view text) {
-  size_t at = 0;
-  while (at < text.size()) {
-    size_t end = at;
+  for (;;) {
+    size_t end = 0;
     while (end < text.size() && kPlain[static_cast<unsigned char>(text[end])]) ++end;
-    out += text.substr(at, end - at);
-    at = end;
-    if (at < text.size()) at += AppendSpecial(out, text.substr(at));
+    out.append(text.data(), end);
+    if (end == text.size()) return;
+    text.remove_prefix(end);
+    text.remove_prefix(AppendSpecial(out, text));
   }
 }
 
@@ -148,9 +148,7 @@ class Writer {
 
   void Value(const ObjInstAttr& value) {
     OpenElement(valueBegin, value);
-    Change(value);
-    if (const KorString* previous = value.GetPreviousValue()) Field("previous", previous->View());
-    Places(value);
+    if (value.HasMarks() || value.GetPreviousValue() != nullptr) ValueMarks(value);
     if (value.GetValue().IsEmpty()) {
       piece += "/>\n";
       return;
@@ -158,6 +156,12 @@ class Writer {
     piece += '>';
     AppendEscaped(piece, value.GetValue().View());
     piece += valueEnd;
+  }
+
+  void ValueMarks(const ObjInstAttr& value) {
+    Change(value);
+    if (const KorString* previous = value.GetPreviousValue()) Field("previous", previous->View());
+    Places(value);
   }
 
   void Open(std::string_view begin) {
