@@ -382,7 +382,7 @@ class CompiledRegex {
   int Search(Attempt attempt, uint64_t& timedFrom) {
     const size_t length = attempt.subject.size();
     attempt.steps = MostSteps(length);
-    attempt.isJit = isJit;
+    attempt.isJit = isJit && attempt.from <= length;
     if (isAnchored) return MatchWorkspace::OfThisThread().Match(attempt);
     const uint64_t share = std::max(kStepsInOneCall / (length + 1), kLeastSteps);
     const bool isCurtailed = share < attempt.steps;

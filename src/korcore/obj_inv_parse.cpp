@@ -328,15 +328,13 @@ class Reader final : public CsXmlSaxParser {
   Builder builder;
 };
 
-// Larger ones are read in pieces.
-constexpr int64_t kLargestInMemory = int64_t{256} * 1024 * 1024;
-
 // Of files only, which can be read once more when they turn out not to be plain.
 bool ParsePlain(const KorString& path, ObjInv& emptyDocument) {
   std::string content;
   KorString error;
   const int64_t size = FileGetSize(path);
-  if (size <= 0 || size > kLargestInMemory || !FileReadAll(path, content, error)) return false;
+  if (size <= 0 || size > static_cast<int64_t>(kXmlSizeLimit)) return false;
+  if (!FileReadAll(path, content, error, kXmlSizeLimit)) return false;
   Builder builder(emptyDocument);
   return plain_xml::Reader(content, builder).Read();
 }
