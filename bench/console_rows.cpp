@@ -109,9 +109,11 @@ Descriptor Connect(const std::string& path) {
 // Seconds of the clock on the wall for clients that ask at the same time.
 double AskFromClients(const std::string& path, int clients, int requests) {
   std::vector<Descriptor> connections;
+  std::vector<std::thread> threads;
+  connections.reserve(static_cast<size_t>(clients));
+  threads.reserve(static_cast<size_t>(clients));
   for (int n = 0; n < clients; ++n) connections.push_back(Connect(path));
   const double start = bench::ClockSeconds(CLOCK_MONOTONIC);
-  std::vector<std::thread> threads;
   for (const Descriptor& connection : connections) {
     threads.emplace_back(AskRepeatedly, connection.Get(), requests);
   }

@@ -69,12 +69,11 @@ double PeakMemory(const Command& command) {
   }
   int status = 0;
   waitpid(process, &status, 0);
-  ptrace(PTRACE_SETOPTIONS, process, nullptr,
-         reinterpret_cast<void*>(PTRACE_O_TRACEEXIT | PTRACE_O_EXITKILL));
+  ptrace(PTRACE_SETOPTIONS, process, nullptr, long{PTRACE_O_TRACEEXIT | PTRACE_O_EXITKILL});
   double peak = 0;
   long signal = 0;
   for (;;) {
-    ptrace(PTRACE_CONT, process, nullptr, reinterpret_cast<void*>(signal));
+    ptrace(PTRACE_CONT, process, nullptr, signal);
     waitpid(process, &status, 0);
     if (!WIFSTOPPED(status)) return peak;
     const bool isExit = status >> 8 == (SIGTRAP | (PTRACE_EVENT_EXIT << 8));
