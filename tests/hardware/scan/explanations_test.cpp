@@ -170,7 +170,8 @@ TEST_F(ScanExplanations, OfAMachineThatTellsHalf) {
                  "02:00.0 Video device: Matrox Other Card\n");
   machine.Prints(kXConfiguration,
                  "Section \"Device\"\n Identifier \"Card0\"\n Driver \"nvidia\"\nEndSection\n"
-                 "Section \"Device\"\n VendorName \"Matrox\"\nEndSection\n");
+                 "Section \"Device\"\n VendorName \"Matrox\"\nEndSection\n"
+                 "Section \"Screen\"\n Device \"Card0\"\n Depth 16\nEndSection\n");
   machine.Prints("cat /proc/meminfo", "MemTotal: 5 parsecs\nSwapTotal: 0 kB\nEnd: 1\n");
   machine.Prints("cat /proc/cpuinfo",
                  "processor : 0\nmodel name : Example 9\nend\n\nno processor\n\n");
