@@ -229,6 +229,14 @@ TEST_F(VideoControllerScan, ScreenOfAnotherDeviceSetsNothing) {
   EXPECT_EQ(Value("CurrentBitsPerPixel"), "<absent>");
 }
 
+TEST_F(VideoControllerScan, OnlyScreenSectionsTellOfTheScreen) {
+  Scan(kGeForce, Device(" Identifier \"D\"\n Driver \"nvidia\"\n") +
+                     Screen(" Device \"D\"\n Depth 16\n") +
+                     "Section \"Monitor\"\n Device \"D\"\n Depth 24\nEndSection\n");
+
+  EXPECT_EQ(Value("CurrentBitsPerPixel"), "16");
+}
+
 TEST_F(VideoControllerScan, LastScreenOfTheDeviceWins) {
   Scan(kGeForce, Screen(" Device \"D\"\n Depth 8\n Option \"metamodes\" \"a 640x480_60\"\n") +
                      Device(" Identifier \"D\"\n Driver \"nvidia\"\n") +
