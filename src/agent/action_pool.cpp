@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kor/debug.h"
+#include "kor/reason.h"
 
 namespace agent {
 
@@ -116,7 +117,7 @@ void ActionPool::Perform(const Job& job) {
   try {
     job.work();
   } catch (const std::exception& error) {
-    KorFrameworkLog().ErrorWithNL("The action '%S' failed: %s", job.name, error.what());
+    KorFrameworkLog().ErrorWithNL("The action '%S' failed: %s", job.name, KorReasonOf(error));
   }
 }
 

@@ -210,7 +210,9 @@ Result<void> DeliveryQueue::Store(const std::string& id, const PlainFile* source
     if (!copied.IsOk()) return Failure{copied.Reason()};
     size = copied.Value();
     json["Size"] = size;
-    json["MD5"] = FileMd5(payload).Str();
+    const KorString sum = FileMd5(payload);
+    if (sum.IsEmpty()) return Failure{"its checksum cannot be computed"};
+    json["MD5"] = sum.Str();
   }
   const std::string text = JsonText(json, 2) + "\n";
   if (text.size() > room - size) return Failure{"the queue is full (QueueLimit)"};

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kor/debug.h"
+#include "kor/reason.h"
 
 namespace agent {
 namespace {
@@ -69,7 +70,7 @@ void DeliveryWorker::Run() {
       until = Step();
     } catch (const std::exception& error) {
       KorFrameworkLog().ErrorWithNL("The delivery from '%S' failed: %s", queue.Folder(),
-                                    error.what());
+                                    KorReasonOf(error));
       SetState(State::kRetrying);
       until = nextAttempt = steady_clock::now() + backoff.Next();
     }

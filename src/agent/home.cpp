@@ -133,8 +133,7 @@ Result<TemporaryHome> TemporaryHome::Create() {
 
 TemporaryHome::~TemporaryHome() {
   if (path.IsEmpty()) return;
-  std::error_code ignored;
-  std::filesystem::remove_all(path.Str(), ignored);
+  FolderDelete(path);
 }
 
 }  // namespace agent

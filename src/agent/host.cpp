@@ -26,7 +26,9 @@ Result<std::unique_ptr<Host>> Host::Open(const HostOptions& options) {
   if (done.IsOk()) done = host->OpenLog();
   if (done.IsOk()) {
     RemoveLeftoverFiles(host->home);
-    host->AddNeighbours();
+    done = host->AddNeighbours();
+  }
+  if (done.IsOk()) {
     if (options.keepsEvidence) {
       host->evidence = std::make_unique<RunEvidence>(host->home, host->settings.keepEvidence);
     }
@@ -65,10 +67,13 @@ Result<void> Host::OpenLog() {
   return Failure{KorString("the log file cannot be opened: ") + error};
 }
 
-void Host::AddNeighbours() {
-  settings = ReadSettings(home);
+Result<void> Host::AddNeighbours() {
+  const Result<Settings> read = ReadSettings(home);
+  if (!read.IsOk()) return Failure{read.Reason()};
+  settings = read.Value();
   identity = std::make_unique<Identity>(home.DataDir() + "identity.ini", settings.topology);
   neighbours = std::make_unique<Neighbours>(home, settings);
+  return {};
 }
 
 Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
@@ -94,12 +99,18 @@ Result<void> Host::LoadModules(std::vector<KorString> paths, bool skipFailed) {
   return {};
 }
 
-void Host::ReloadSettings() {
-  settings = ReadSettings(home);
+bool Host::ReloadSettings() {
+  const Result<Settings> read = ReadSettings(home);
+  if (!read.IsOk()) {
+    KorFrameworkLog().ErrorWithNL("The settings stay as they were: %S", read.Reason());
+    return false;
+  }
+  settings = read.Value();
   if (evidence != nullptr) evidence->SetKeeping(settings.keepEvidence);
   neighbours->Reload(settings);
   // Last: a GUID that becomes available makes modules send.
   identity->Reload(settings.topology);
+  return true;
 }
 
 void Host::Activate() {

@@ -51,8 +51,9 @@ class Host {
   const Settings& GetSettings() const { return settings; }
 
   // Reads the agent's settings again and makes the neighbours anew; what they have to deliver stays
-  // in their queues. Nobody may be using them.
-  void ReloadSettings();
+  // in their queues. Nobody may be using them. False when the settings cannot be read: nothing is
+  // changed then.
+  bool ReloadSettings();
 
   // Gives the modules the command to begin their service.
   void Activate();
@@ -64,7 +65,7 @@ class Host {
   Host(const Home& preparedHome, const TerminalLog::Options& terminalOptions);
 
   Result<void> OpenLog();
-  void AddNeighbours();
+  Result<void> AddNeighbours();
   Result<void> LockHome();
   Result<void> LoadModules(std::vector<KorString> paths, bool skipFailed);
 

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <exception>
+#include <new>
 #include <string_view>
 
 #include "kor/late_curl.h"
@@ -90,6 +92,7 @@ struct Exchange {
   off_t sent = 0;
   uint64_t received = 0;
   bool isTooLarge = false;
+  std::exception_ptr thrown = nullptr;
 };
 
 size_t SendBody(char* buffer, size_t size, size_t count, void* user) {
@@ -111,10 +114,7 @@ bool IsSuccess(long status) {
   return status >= 200 && status < 300;
 }
 
-// Called from libcurl's C frames, which no exception may pass.
-size_t TakeBody(char* data, size_t size, size_t count, void* user) noexcept {
-  Exchange& exchange = *static_cast<Exchange*>(user);
-  const std::string_view bytes(data, size * count);
+size_t Take(Exchange& exchange, std::string_view bytes) {
   long status = 0;
   curl_easy_getinfo(exchange.transfer, CURLINFO_RESPONSE_CODE, &status);
   exchange.received += bytes.size();
@@ -126,6 +126,17 @@ size_t TakeBody(char* data, size_t size, size_t count, void* user) noexcept {
   }
   exchange.answer.body += bytes;
   return bytes.size();
+}
+
+// Called from libcurl's C frames, which no exception may pass.
+size_t TakeBody(char* data, size_t size, size_t count, void* user) noexcept {
+  Exchange& exchange = *static_cast<Exchange*>(user);
+  try {
+    return Take(exchange, {data, size * count});
+  } catch (const std::exception&) {
+    exchange.thrown = std::current_exception();
+    return 0;
+  }
 }
 
 void SetUpConnection(CURL* transfer, const HttpSettings& settings) {
@@ -170,7 +181,11 @@ using Headers = std::unique_ptr<curl_slist, ListCleanup>;
 Headers MakeHeaders(const HttpRequest& request, const HttpSettings& settings) {
   Headers list;
   const auto append = [&list](const std::string& line) {
-    list.reset(curl_slist_append(list.release(), line.c_str()));
+    // The list stays as it was when there is no memory for more.
+    curl_slist* const longer = curl_slist_append(list.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(list.release());
+    list.reset(longer);
   };
   // Without the answer that it asks the server for, it costs a second of waiting.
   append("Expect:");
@@ -306,6 +321,7 @@ HttpAnswer HttpClient::Send(const HttpRequest& request) {
   curl_easy_setopt(transfer, CURLOPT_ERRORBUFFER, reason);
   const CURLcode result = state->Perform();
   curl_easy_setopt(transfer, CURLOPT_ERRORBUFFER, nullptr);
+  if (exchange.thrown) std::rethrow_exception(exchange.thrown);
   if (exchange.isTooLarge) {
     answer.error = "the answer is too large";
   } else if (state->aborted) {

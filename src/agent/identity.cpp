@@ -3,11 +3,13 @@
 #include <uuid/uuid.h>
 
 #include <array>
+#include <exception>
 
 #include "kor/container.h"
 #include "kor/debug.h"
 #include "kor/file.h"
 #include "kor/ini_file.h"
+#include "kor/reason.h"
 #include "korcore/action_db.h"
 #include "korcore/callback_db.h"
 
@@ -75,7 +77,7 @@ Identity::Identity(const KorString& guidFile, const KorString& deviceTopology,
         return ACTIONDB_ERROR_SUCCESS;
       },
       this);
-  if (!Load()) retry = std::thread([this] { RetryUntilAvailable(); });
+  if (!Load()) retry = std::thread([this] { Retry(); });
 }
 
 Identity::~Identity() {
@@ -114,6 +116,19 @@ bool Identity::Load() {
     KorFrameworkLog().ErrorWithNL("Without an identity no inventory is made: %S", loggedReason);
   }
   return false;
+}
+
+void Identity::Retry() {
+  bool isOver = false;
+  while (!isOver) {
+    try {
+      RetryUntilAvailable();
+      isOver = true;
+    } catch (const std::exception& error) {
+      KorFrameworkLog().ErrorWithNL("Without an identity no inventory is made: %s",
+                                    KorReasonOf(error));
+    }
+  }
 }
 
 void Identity::RetryUntilAvailable() {

@@ -36,6 +36,7 @@ class Identity {
 
  private:
   uint32_t Answer(KorContainer& container) KOR_EXCLUDES(mutex);
+  void Retry() KOR_EXCLUDES(mutex);
   void RetryUntilAvailable() KOR_EXCLUDES(mutex);
   bool Load() KOR_EXCLUDES(mutex);
 

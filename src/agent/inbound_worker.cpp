@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kor/debug.h"
+#include "kor/reason.h"
 
 namespace agent {
 namespace {
@@ -46,7 +47,7 @@ void InboundWorker::Run() {
     try {
       until = Step();
     } catch (const std::exception& error) {
-      KorFrameworkLog().ErrorWithNL("Looking into the inbox failed: %s", error.what());
+      KorFrameworkLog().ErrorWithNL("Looking into the inbox failed: %s", KorReasonOf(error));
       until = steady_clock::now() + backoff.Next();
     }
     if (!stopping) wakeup.Sleep(until);

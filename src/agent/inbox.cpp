@@ -1,5 +1,6 @@
 #include "agent/inbox.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,9 +10,8 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
+#include <memory>
 #include <string_view>
-#include <system_error>
 #include <tuple>
 
 #include "agent/plain_file.h"
@@ -25,6 +25,21 @@ constexpr std::string_view kSuffix = ".json";
 constexpr size_t kItemLimit = 16 * 1024 * 1024;
 constexpr const char* kDone = "done";
 constexpr const char* kRefused = "refused";
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+// What is directly in the folder. Not by the standard library's iterator, which ends the process
+// when it lacks memory.
+std::vector<std::string> EntriesOf(const KorString& folder) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, CloseFolder> opened(opendir(folder.CStr()));
+  while (const dirent* const entry = opened ? readdir(opened.get()) : nullptr) {
+    names.emplace_back(entry->d_name);
+  }
+  return names;
+}
 
 }  // namespace
 
@@ -41,13 +56,10 @@ Result<void> Inbox::Prepare() const {
 }
 
 std::vector<std::string> Inbox::Names() const {
-  std::vector<std::string> names;
-  std::error_code error;
-  std::filesystem::directory_iterator entry(folder.Str(), error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (name.ends_with(kSuffix) && !name.starts_with('.')) names.push_back(name);
-  }
+  std::vector<std::string> names = EntriesOf(folder);
+  std::erase_if(names, [](const std::string& name) {
+    return !name.ends_with(kSuffix) || name.starts_with('.');
+  });
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -161,11 +173,8 @@ void Inbox::Prune(const Place& place) {
     timespec came;
   };
   std::vector<Kept> files;
-  std::error_code error;
-  std::filesystem::directory_iterator entry(place.PathOf(".").Str(), error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+  for (const std::string& name : EntriesOf(place.PathOf("."))) {
     struct stat status;
-    const std::string name = entry->path().filename().string();
     const int found = fstatat(place.folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
     if (found != 0 || !S_ISREG(status.st_mode)) continue;
     files.push_back({name, static_cast<uint64_t>(status.st_size), status.st_ctim});

@@ -1,8 +1,6 @@
 #include "agent/inbox_poll.h"
 
-#include <filesystem>
 #include <set>
-#include <system_error>
 
 #include "kor/debug.h"
 #include "kor/file.h"
@@ -17,8 +15,7 @@ InboxPoll::InboxPoll(Upstream& server, InboundDispatcher& itemDispatcher,
 
 // What is here was not acknowledged: the server gives it once more.
 void InboxPoll::RemoveLeftovers() const {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder.Str(), ignored);
+  FolderDelete(folder);
 }
 
 Result<void> InboxPoll::Poll() {

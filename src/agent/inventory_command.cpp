@@ -249,6 +249,11 @@ class InventoryRun {
       case UploadWatch::Outcome::kTooEarly:
         Complain("it is too early for the next upload (UploadGap); --force uploads now");
         break;
+      case UploadWatch::Outcome::kNotRecorded:
+        status = End(kExitNotWritten,
+                     "the inventory was accepted for delivery, which could not be recorded; the "
+                     "next upload sends it again");
+        break;
       case UploadWatch::Outcome::kNotAccepted:
         status = End(kExitNotWritten, "the inventory was not accepted for delivery");
         break;

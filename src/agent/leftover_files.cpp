@@ -1,18 +1,21 @@
 #include "agent/leftover_files.h"
 
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <filesystem>
+#include <cerrno>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "kor/debug.h"
 
 namespace agent {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::string_view kSuffix = ".tmp";
 constexpr size_t kRandomDigits = 16;
@@ -32,41 +35,68 @@ bool IsTemporaryName(std::string_view name) {
   return digits.size() == kRandomDigits && std::all_of(digits.begin(), digits.end(), isDigit);
 }
 
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+// What is below a folder. Not by the standard library's iterators, which end the process when they
+// lack memory.
+struct Below {
+  std::vector<std::string> folders;
+  std::vector<std::string> leftovers;
+};
+
 // Links are not followed.
-std::vector<fs::path> FindLeftovers(const fs::path& folder, const fs::path& except) {
-  std::vector<fs::path> found;
-  std::error_code error;
-  fs::recursive_directory_iterator entry(folder, error);
-  while (!error && entry != fs::recursive_directory_iterator()) {
-    if (entry->path() == except) entry.disable_recursion_pending();
-    std::error_code unknown;
-    const bool isFile = fs::is_regular_file(entry->symlink_status(unknown));
-    if (isFile && IsTemporaryName(entry->path().filename().string())) {
-      found.push_back(entry->path());
-    }
-    entry.increment(error);
+void Note(const std::string& folder, const std::string& name, Below& below) {
+  const std::string path = folder + "/" + name;
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return;
+  if (S_ISREG(status.st_mode) && IsTemporaryName(name)) {
+    below.leftovers.push_back(path);
+  } else if (S_ISDIR(status.st_mode) && name != "." && name != "..") {
+    below.folders.push_back(path);
   }
-  return found;
 }
 
-void RemoveBelow(const fs::path& folder, const fs::path& except) {
-  for (const fs::path& path : FindLeftovers(folder, except)) {
-    std::error_code error;
-    if (fs::remove(path, error)) {
-      KorFrameworkLog().DetailWithNL("Removed '%s', a leftover of a sudden end", path.string());
-    } else if (error) {
-      KorFrameworkLog().WarningWithNL("The leftover '%s' cannot be removed: %s", path.string(),
-                                      error.message());
+Below LookInto(const std::string& folder) {
+  Below below;
+  const std::unique_ptr<DIR, CloseFolder> opened(opendir(folder.c_str()));
+  int error = opened ? 0 : errno;
+  while (opened != nullptr) {
+    errno = 0;
+    const dirent* const entry = readdir(opened.get());
+    error = errno;
+    if (entry == nullptr) break;
+    Note(folder, entry->d_name, below);
+  }
+  if (error != 0 && error != ENOENT) {
+    KorFrameworkLog().WarningWithNL("The folder '%s' cannot be searched for leftovers: %s", folder,
+                                    std::strerror(error));
+  }
+  return below;
+}
+
+void RemoveBelow(const std::string& folder, const std::string& except) {
+  const Below below = LookInto(folder);
+  for (const std::string& path : below.leftovers) {
+    if (unlink(path.c_str()) == 0) {
+      KorFrameworkLog().DetailWithNL("Removed '%s', a leftover of a sudden end", path);
+    } else if (errno != ENOENT) {
+      KorFrameworkLog().WarningWithNL("The leftover '%s' cannot be removed: %s", path,
+                                      std::strerror(errno));
     }
+  }
+  for (const std::string& path : below.folders) {
+    if (path != except) RemoveBelow(path, except);
   }
 }
 
 }  // namespace
 
 void RemoveLeftoverFiles(const Home& home) {
-  const fs::path data = home.DataDir().Str();
-  RemoveBelow(home.ConfigDir().Str(), {});
-  RemoveBelow(data, data / "queue");
+  const std::string data = home.path.Str() + "/data";
+  RemoveBelow(home.path.Str() + "/config", {});
+  RemoveBelow(data, data + "/queue");
 }
 
 }  // namespace agent

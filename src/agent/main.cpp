@@ -11,11 +11,13 @@
 #include "agent/filter_apply_command.h"
 #include "agent/filter_check_command.h"
 #include "agent/inventory_command.h"
+#include "agent/last_words.h"
 #include "agent/output.h"
 #include "agent/query_command.h"
 #include "agent/report_command.h"
 #include "agent/run_command.h"
 #include "agent/show_command.h"
+#include "kor/reason.h"
 
 namespace {
 
@@ -69,6 +71,7 @@ struct Dispatch {
 int main(int argc, char** argv) {
   try {
     agent::OccupyStandardDescriptors();
+    agent::EndQuietlyWithoutMemory();
     // Inherited from whoever started the program; ignored, it loses the statuses of the commands.
     std::signal(SIGCHLD, SIG_DFL);
     // A file that may not grow is an error to report, like a full disk, not a reason to die.
@@ -78,7 +81,7 @@ int main(int argc, char** argv) {
     const auto& line = std::get<agent::CommandLine>(parsed);
     return std::visit(Dispatch{line.common}, line.command);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "kor-agent: %s\n", error.what());
+    std::fprintf(stderr, "kor-agent: %s\n", KorReasonOf(error));
     return agent::kExitFailed;
   }
 }

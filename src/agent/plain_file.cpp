@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -21,6 +22,12 @@ Failure WhyNot(const KorString& path, const char* reason) {
   Failure failure;
   failure.reason.Printf("'%S' cannot be read: %s", path, reason);
   return failure;
+}
+
+// A lack of descriptors or of memory says nothing of the file, which must not be taken for damaged.
+void ThrowIfItIsNotTheFile(const KorString& path, int error) {
+  if (error != EMFILE && error != ENFILE && error != ENOMEM) return;
+  throw std::runtime_error(path.Str() + ": " + std::strerror(error));
 }
 
 }  // namespace
@@ -39,6 +46,7 @@ Result<PlainFile> OpenPlainFile(const KorString& path) {
   const int opened =
       PathIsUsable(path) ? open(path.CStr(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC) : -1;
   if (opened == -1) {
+    ThrowIfItIsNotTheFile(path, errno);
     return WhyNot(path, errno == ELOOP ? "it is a link" : std::strerror(errno));
   }
   PlainFile file{Descriptor(opened)};

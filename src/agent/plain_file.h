@@ -34,7 +34,8 @@ struct PlainFile {
   uint64_t size = 0;
 };
 
-// For reading. Anything but a regular file is a failure, and never blocks.
+// For reading. Anything but a regular file is a failure, and never blocks. Throws
+// std::runtime_error when the process lacks what it needs to open any file at all.
 Result<PlainFile> OpenPlainFile(const KorString& path);
 
 // The whole content; a failure when it is longer than the limit.

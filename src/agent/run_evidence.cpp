@@ -89,8 +89,12 @@ void RunEvidence::RunBegins(const KorString& translationFile) {
   rules.command = KorString(kRulesCommand) + translationFile;
   rules.result.outcome = KorCommandResult::Outcome::kExited;
   KorString error;
-  if (!FileReadAll(translationFile, rules.result.output, error)) return;
-  notes.runs.push_back(std::move(rules));
+  if (FileReadAll(translationFile, rules.result.output, error)) {
+    notes.runs.push_back(std::move(rules));
+  } else {
+    KorFrameworkLog().WarningWithNL(
+        "The rules of the run cannot be kept for 'kor-agent explain': %S", error);
+  }
 }
 
 void RunEvidence::RunIsStored() {

@@ -1,9 +1,12 @@
 #include "agent/run_monitor.h"
 
+#include <exception>
 #include <utility>
 
 #include "kor/container.h"
+#include "kor/debug.h"
 #include "kor/mutex.h"
+#include "kor/reason.h"
 #include "korcore/action_db.h"
 #include "korcore/host_worker.h"
 
@@ -57,8 +60,13 @@ class RunMonitor::EndOfThread {
   ~EndOfThread() {
     if (state == nullptr) return;
     state->End();
-    // Not here: the module's action may wait for a lock.
-    HostWorkerQueue([asker = state] { asker->SetEndedWell(AskWhetherItEndedWell()); });
+    try {
+      // Not here: the module's action may wait for a lock.
+      HostWorkerQueue([asker = state] { asker->SetEndedWell(AskWhetherItEndedWell()); });
+    } catch (const std::exception& error) {
+      KorFrameworkLog().WarningWithNL("How the run ended will not be known: %s",
+                                      KorReasonOf(error));
+    }
   }
   EndOfThread(const EndOfThread&) = delete;
   EndOfThread& operator=(const EndOfThread&) = delete;

@@ -94,7 +94,7 @@ void Service::ApplyCommandTimeout() {
 void Service::Reload() {
   {
     KorMutexLock lock(deliveryMutex);
-    host->ReloadSettings();
+    if (!host->ReloadSettings()) return;
     host->Delivery().StartService();
   }
   ApplyCommandTimeout();

@@ -29,6 +29,12 @@ class Reader {
   explicit Reader(const Home& home)
       : configDir(home.ConfigDir()), file(configDir + kSettingsFile), ini(file) {}
 
+  // Why the settings cannot be read; empty when they can.
+  KorString Error() const {
+    if (ini.Error().IsEmpty()) return {};
+    return KorString("the settings '") + file + "' cannot be read: " + ini.Error();
+  }
+
   // Empty when it is not set.
   KorString Text(const char* key) const {
     KorString value;
@@ -107,8 +113,9 @@ KorString ReadToken(const Reader& reader) {
 
 }  // namespace
 
-Settings ReadSettings(const Home& home) {
+Result<Settings> ReadSettings(const Home& home) {
   const Reader reader(home);
+  if (const KorString error = reader.Error(); !error.IsEmpty()) return Failure{error};
   Settings settings;
   settings.transferWindows = ReadWindows(reader);
   settings.upstreamFolder = reader.Path("UpstreamFolder");

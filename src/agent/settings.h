@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "agent/home.h"
+#include "agent/result.h"
 #include "agent/transfer_windows.h"
 #include "kor/string.h"
 
@@ -34,7 +35,9 @@ struct Settings {
 };
 
 // What is not set has its default. What cannot be used is reported with one warning (file, key,
-// value, what to do) and has its default, too.
-Settings ReadSettings(const Home& home);
+// value, what to do) and has its default, too. A file that is there and cannot be read is a
+// failure: with the defaults, inventories would go to another place than the one that was
+// configured.
+Result<Settings> ReadSettings(const Home& home);
 
 }  // namespace agent

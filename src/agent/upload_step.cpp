@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "agent/stop_signal.h"
 #include "agent/terminal_log.h"
@@ -14,6 +15,8 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLongestDelivery(15);
 constexpr std::chrono::milliseconds kSignalCheck(100);
+// What the file store says when it has accepted an inventory.
+constexpr std::string_view kAcceptedType = "' of type 'HardwareInventory2' waits for delivery as ";
 
 std::string Counted(size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
@@ -37,10 +40,11 @@ void TellWhatIsLeft(const DeliveryStatus& status, const Home& home) {
 }  // namespace
 
 UploadWatch::UploadWatch(Host& watchedHost) : host(watchedHost) {
-  listener = host.Log().AddListener(KorLogLevel::kPrint, [this](const KorLogRecord& record) {
+  listener = host.Log().AddListener(KorLogLevel::kDetail, [this](const KorLogRecord& record) {
     const KorMutexLock lock(mutex);
     if (record.text == "Not sending unchanged hardware inventory") isUnchanged = true;
     if (record.text == "Gap since last inventory sent is too short") isTooEarly = true;
+    if (record.text.find(kAcceptedType) != std::string_view::npos) isAccepted = true;
   });
 }
 
@@ -55,7 +59,8 @@ UploadWatch::Outcome UploadWatch::Find() {
   // Once accepted, the latest inventory is the one last sent.
   const KorString folder = host.GetHome().DataDir() + "HardwareInventory/HardwareInventory";
   const bool isSent = FileExists(folder + "Sent.xml") && !FileExists(folder + "Last.xml");
-  return isSent ? Outcome::kAccepted : Outcome::kNotAccepted;
+  if (isSent) return Outcome::kAccepted;
+  return isAccepted ? Outcome::kNotRecorded : Outcome::kNotAccepted;
 }
 
 void DeliverForAWhile(Host& host) {

@@ -15,8 +15,9 @@ class UploadWatch {
   UploadWatch(const UploadWatch&) = delete;
   UploadWatch& operator=(const UploadWatch&) = delete;
 
-  enum class Outcome { kAccepted, kUnchanged, kTooEarly, kNotAccepted };
-  // Once the run has ended well.
+  enum class Outcome { kAccepted, kUnchanged, kTooEarly, kNotRecorded, kNotAccepted };
+  // Once the run has ended well. Not recorded: it was accepted, but what was sent could not be kept
+  // for the next comparison.
   Outcome Find() KOR_EXCLUDES(mutex);
 
  private:
@@ -24,6 +25,7 @@ class UploadWatch {
   KorMutex mutex;
   bool isUnchanged KOR_GUARDED_BY(mutex) = false;
   bool isTooEarly KOR_GUARDED_BY(mutex) = false;
+  bool isAccepted KOR_GUARDED_BY(mutex) = false;
   int listener = 0;
 };
 

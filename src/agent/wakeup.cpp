@@ -17,6 +17,7 @@ namespace agent {
 namespace {
 
 constexpr std::chrono::milliseconds kWithoutWatch = std::chrono::minutes(1);
+constexpr std::chrono::milliseconds kWithoutCalls = std::chrono::seconds(1);
 constexpr std::chrono::milliseconds kLongestSleep = std::chrono::hours(24);
 
 std::chrono::milliseconds TimeTo(Wakeup::Time time) {
@@ -34,13 +35,18 @@ void Empty(int descriptor) {
 
 }  // namespace
 
-Wakeup::Wakeup() : calls(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+Wakeup::Wakeup() : calls(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), longestSleep(kLongestSleep) {
+  if (calls.IsOpen()) return;
+  longestSleep = kWithoutCalls;
+  KorFrameworkLog().WarningWithNL("A thread cannot be woken (%s): it looks once a second",
+                                  std::strerror(errno));
+}
 
 void Wakeup::Watch(const KorString& folder) {
   if (!folders.IsOpen()) folders = Descriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
   constexpr uint32_t kNewFiles = IN_MOVED_TO | IN_CLOSE_WRITE | IN_ONLYDIR;
   if (inotify_add_watch(folders.Get(), folder.CStr(), kNewFiles) != -1) return;
-  canWatch = false;
+  longestSleep = std::min(longestSleep, kWithoutWatch);
   KorFrameworkLog().WarningWithNL(
       "The folder '%S' cannot be watched (%s): it is looked at once a minute", folder,
       std::strerror(errno));
@@ -53,8 +59,8 @@ void Wakeup::Wake() {
 }
 
 void Wakeup::Sleep(std::optional<Time> until) {
-  std::chrono::milliseconds time = until ? TimeTo(*until) : kLongestSleep;
-  time = std::min(time, canWatch ? kLongestSleep : kWithoutWatch);
+  const std::chrono::milliseconds time =
+      std::min(until ? TimeTo(*until) : longestSleep, longestSleep);
   std::array<pollfd, 2> sources = {pollfd{calls.Get(), POLLIN, 0},
                                    pollfd{folders.Get(), POLLIN, 0}};
   // Without a watch, the second descriptor is -1, which poll() ignores.

@@ -14,6 +14,7 @@ class Wakeup {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
+  // Where the system gives no way to wake it, sleeps end after a second at the latest.
   Wakeup();
 
   // Files that are put into the folder, by whichever process, wake it from now on. Where the system
@@ -29,7 +30,7 @@ class Wakeup {
  private:
   Descriptor calls;
   Descriptor folders;
-  bool canWatch = true;
+  std::chrono::milliseconds longestSleep;
 };
 
 }  // namespace agent

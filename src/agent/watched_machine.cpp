@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 
 #include "agent/time_text.h"
 #include "kor/debug.h"
+#include "kor/reason.h"
 
 namespace agent {
 
@@ -63,7 +65,12 @@ std::vector<WatchedMachine::Command> WatchedMachine::Commands() {
 void WatchedMachine::Watch() {
   KorMutexLock lock(mutex);
   while (!stopping) {
-    WarnWhereDue(Clock::now());
+    try {
+      WarnWhereDue(Clock::now());
+    } catch (const std::exception& error) {
+      KorFrameworkLog().WarningWithNL("A command in progress cannot be told of: %s",
+                                      KorReasonOf(error));
+    }
     if (entries.empty()) {
       changed.Wait(mutex);
     } else {
@@ -79,11 +86,11 @@ void WatchedMachine::WarnWhereDue(Clock::time_point now) {
     if (entry.nextWarning > now) continue;
     const auto seconds =
         std::chrono::duration_cast<std::chrono::seconds>(now - entry.start).count();
+    while (entry.nextWarning <= now) entry.nextWarning += patience.further;
     KorFrameworkLog().WarningWithNL(
         "The command '%S' has been in progress for %gu s, since %s; 'CommandTimeout' in "
         "kor-agent.ini bounds it",
         *entry.line, static_cast<uint64_t>(seconds), TimeText(entry.since));
-    while (entry.nextWarning <= now) entry.nextWarning += patience.further;
   }
 }
 

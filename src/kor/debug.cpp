@@ -1,16 +1,21 @@
 #include "kor/debug.h"
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <exception>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <utility>
+
+#include "kor/immortal.h"
+#include "kor/reason.h"
 
 namespace {
 
@@ -76,6 +81,26 @@ void AppendTime(std::string& out, std::chrono::system_clock::time_point time) {
   out += 'Z';
 }
 
+// Without memory there is neither a time nor the values of the message.
+void TellLostMessage(KorLogLevel level, std::string_view logger, std::string_view format,
+                     std::string_view reason) {
+  const std::array<std::string_view, 7> pieces = {KorLogLevelName(level),
+                                                  " ",
+                                                  logger,
+                                                  ": ",
+                                                  format,
+                                                  " (the message lacks its values: ",
+                                                  reason};
+  std::array<iovec, pieces.size() + 1> vectors{};
+  for (size_t index = 0; index < pieces.size(); ++index) {
+    vectors[index] = {const_cast<char*>(pieces[index].data()), pieces[index].size()};
+  }
+  char end[] = ")\n";
+  vectors.back() = {end, sizeof(end) - 1};
+  // There is nobody left to tell of a failure.
+  static_cast<void>(writev(STDERR_FILENO, vectors.data(), vectors.size()) == 0);
+}
+
 class StandardErrorContext : public KorDebugContext {
  public:
   bool Wants(KorLogLevel level) const override { return level >= KorLogLevel::kWarning; }
@@ -129,8 +154,8 @@ KorString KorLogLine(const KorLogRecord& record) {
 
 KorDebugContext& KorDebugContext::Default() {
   // Never destroyed: other statics log while they are.
-  static auto* const context = std::make_unique<StandardErrorContext>().release();
-  return *context;
+  static KorImmortal<StandardErrorContext> context;
+  return context.object;
 }
 
 KorDebug::KorDebug(const char* loggerName, const char* loggerDescription)
@@ -145,15 +170,21 @@ bool KorDebug::Wants(KorLogLevel level) const {
   return current == nullptr ? KorDebugContext::Default().Wants(level) : current->Wants(level);
 }
 
-void KorDebug::Write(KorLogLevel level, std::string_view text) {
-  KorDebugContext* const current = context.load(std::memory_order_acquire);
-  KorDebugContext& target = current == nullptr ? KorDebugContext::Default() : *current;
-  target.Write(
-      {std::chrono::system_clock::now(), level, name.View(), text, KorInputPosition::Current()});
+void KorDebug::Write(KorLogLevel level, std::string_view format,
+                     std::initializer_list<KorFormatArgument> arguments) {
+  try {
+    KorDebugContext* const current = context.load(std::memory_order_acquire);
+    KorDebugContext& target = current == nullptr ? KorDebugContext::Default() : *current;
+    const auto now = std::chrono::system_clock::now();
+    const std::string text = KorFormat(format, arguments);
+    target.Write({now, level, name.View(), text, KorInputPosition::Current()});
+  } catch (const std::exception& error) {
+    TellLostMessage(level, name.View(), format, KorReasonOf(error));
+  }
 }
 
 KorDebug& KorFrameworkLog() {
   // Never destroyed, for the same reason.
-  static auto* const log = std::make_unique<KorDebug>("Kor", "Framework").release();
-  return *log;
+  static KorImmortal<KorDebug> log("Kor", "Framework");
+  return log.object;
 }

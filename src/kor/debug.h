@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <initializer_list>
 #include <string_view>
 #include <type_traits>
 
@@ -44,7 +45,9 @@ class KorDebugContext {
   static KorDebugContext& Default();
 };
 
-// A named logger. All operations may be called from several threads at once.
+// A named logger. All operations may be called from several threads at once. None
+// throws: of a message that cannot be written, for want of memory, its format goes to standard
+// error.
 class KorDebug {
  public:
   KorDebug(const char* name, const char* description);
@@ -79,9 +82,10 @@ class KorDebug {
  private:
   template <typename... Args>
   void Log(KorLogLevel level, std::string_view format, const Args&... args) {
-    if (Wants(level)) Write(level, KorFormat(format, {KorFormatArgument(args)...}));
+    if (Wants(level)) Write(level, format, {KorFormatArgument(args)...});
   }
-  void Write(KorLogLevel level, std::string_view text);
+  void Write(KorLogLevel level, std::string_view format,
+             std::initializer_list<KorFormatArgument> arguments);
 
   KorString name;
   KorString description;

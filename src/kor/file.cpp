@@ -1,11 +1,13 @@
 #include "kor/file.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -47,6 +49,14 @@ KorString LastReason() {
   return KorString(std::strerror(errno));
 }
 
+// For the callers whose own messages have no room for the reason, which is left in errno.
+bool FailBecauseOfSystem(const char* what, const KorString& path) {
+  const int error = errno;
+  KorFrameworkLog().DetailWithNL("%S: %s: %s", path, what, std::strerror(error));
+  errno = error;
+  return false;
+}
+
 KorString FolderOf(const KorString& path) {
   return KorString(path.View().substr(0, path.View().rfind('/') + 1));
 }
@@ -60,12 +70,25 @@ bool FileExists(const KorString& path) {
 
 bool FileDelete(const KorString& path, int) {
   if (PathIsUsable(path) && unlink(path.CStr()) == 0) return true;
-  return errno == ENOENT || errno == ENOTDIR;
+  if (errno == ENOENT || errno == ENOTDIR) return true;
+  return FailBecauseOfSystem("cannot remove", path);
+}
+
+bool FolderDelete(const KorString& path) {
+  constexpr int kMostOpenFolders = 16;
+  const auto remove = [](const char* entry, const struct stat*, int, FTW*) {
+    return ::remove(entry);
+  };
+  if (PathIsUsable(path) &&
+      nftw(path.CStr(), remove, kMostOpenFolders, FTW_DEPTH | FTW_PHYS) == 0) {
+    return true;
+  }
+  return errno == ENOENT;
 }
 
 bool FileRename(const KorString& from, const KorString& to) {
   if (!PathIsUsable(from) || !PathIsUsable(to)) return false;
-  if (rename(from.CStr(), to.CStr()) != 0) return false;
+  if (rename(from.CStr(), to.CStr()) != 0) return FailBecauseOfSystem("cannot rename", from);
   SyncFolderOf(to);
   if (FolderOf(from) != FolderOf(to)) SyncFolderOf(from);
   return true;

@@ -21,6 +21,10 @@ bool FileExists(const KorString& path);
 // flag is ignored.
 bool FileDelete(const KorString& path, int flag = 1);
 
+// Removes the folder with all that is in it; links are removed, not followed. True when it is gone
+// afterwards, also when it was not there.
+bool FolderDelete(const KorString& path);
+
 // Replaces the target; the rename is made durable (folder fsync).
 bool FileRename(const KorString& from, const KorString& to);
 

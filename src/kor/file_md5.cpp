@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "kor/debug.h"
 #include "kor/file.h"
 
 namespace {
@@ -121,7 +122,11 @@ KorString FileMd5(const KorString& path) {
     md5.Add(bytes);
     return true;
   };
-  return FileReadChunks(path, add, error) ? md5.Finish() : KorString();
+  if (FileReadChunks(path, add, error)) return md5.Finish();
+  if (FileExists(path)) {
+    KorFrameworkLog().WarningWithNL("%S: cannot read for its checksum: %S", path, error);
+  }
+  return {};
 }
 
 KorString TextMd5(const KorString& text) {

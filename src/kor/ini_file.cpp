@@ -153,15 +153,15 @@ bool ParseBool(const KorString& text, bool& out) {
 struct IniFile::State {
   KorString path;
   std::vector<std::string> lines;
-  bool isReadable = true;
+  KorString error;
 
   explicit State(const KorString& filePath) : path(filePath) {
     std::string content;
-    KorString error;
     if (FileReadAll(path, content, error, kLargestFile)) {
       lines = SplitLines(content);
-    } else if (FileExists(path)) {
-      isReadable = false;
+    } else if (!FileExists(path)) {
+      error.Clear();
+    } else {
       KorFrameworkLog().WarningWithNL("Cannot read '%S': %S", path, error);
     }
   }
@@ -227,6 +227,10 @@ IniFile::IniFile(const KorString& path) : state(std::make_unique<State>(path)) {
 
 IniFile::~IniFile() = default;
 
+const KorString& IniFile::Error() const {
+  return state->error;
+}
+
 bool IniFile::GetEntryValue(const KorString& section, const KorString& key, KorString& out,
                             const KorString& defaultValue) const {
   const std::optional<KorString> value = state->Value(section, key);
@@ -251,7 +255,7 @@ bool IniFile::GetEntryValue(const KorString& section, const KorString& key, bool
 bool IniFile::SetEntryValue(const KorString& section, const KorString& key,
                             const KorString& value) {
   // What could not be read would be lost.
-  if (!state->isReadable) return false;
+  if (!state->error.IsEmpty()) return false;
   if (!IsWritableName(section.View()) || !IsWritableName(key.View())) return false;
   // Without the blanks that no reading gives: they would grow with every write.
   const std::string_view text = Trimmed(value.View().substr(0, value.View().find_first_of("\r\n")));

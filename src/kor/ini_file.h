@@ -27,6 +27,9 @@ class IniFile {
   bool GetEntryValue(const KorString& section, const KorString& key, bool& out,
                      bool defaultValue) const;
 
+  // Why the file that is there could not be read; empty when it was, or when there is none.
+  const KorString& Error() const;
+
   // False when the file could not be written; it is then as it was. A text is written up to its
   // first line end, so that no value can add a key.
   bool SetEntryValue(const KorString& section, const KorString& key, const KorString& value);

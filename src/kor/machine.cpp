@@ -1,7 +1,8 @@
 #include "kor/machine.h"
 
 #include <atomic>
-#include <memory>
+
+#include "kor/immortal.h"
 
 namespace {
 
@@ -10,8 +11,8 @@ std::atomic<KorMachine*> currentMachine = nullptr;
 
 KorMachine& LiveMachine() {
   // Never destroyed: threads may still ask while the process ends.
-  static KorMachine* const machine = std::make_unique<KorLiveMachine>().release();
-  return *machine;
+  static KorImmortal<KorLiveMachine> machine;
+  return machine.object;
 }
 
 }  // namespace

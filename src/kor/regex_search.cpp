@@ -358,6 +358,7 @@ class CompiledRegex {
                                mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART},
                               timedFrom);
     if (result > 0) return true;
+    if (result == PCRE2_ERROR_NOMEMORY) throw std::bad_alloc();
     if (result != PCRE2_ERROR_NOMATCH) {
       Warn("Gave up the search for regular expression", LibraryMessage(result));
     }
@@ -373,6 +374,8 @@ class CompiledRegex {
   Code Compile(uint32_t compileOptions, int& reason, size_t& offset) const {
     Code made(pcre2_compile(Units(pattern.View()), pattern.GetLength(), compileOptions, &reason,
                             &offset, LineFeedContext()));
+    // It would be remembered as a bad expression.
+    if (made == nullptr && reason == PCRE2_ERROR_HEAP_FAILED) throw std::bad_alloc();
     // May be refused, by a hardened kernel for example: then the library interprets.
     if (made != nullptr) pcre2_jit_compile(made.get(), PCRE2_JIT_COMPLETE);
     return made;

@@ -20,7 +20,9 @@
 
 #include "kor/condition.h"
 #include "kor/debug.h"
+#include "kor/immortal.h"
 #include "kor/mutex.h"
+#include "kor/reason.h"
 
 namespace {
 
@@ -38,8 +40,8 @@ size_t bodiesUnderWay KOR_GUARDED_BY(threadsMutex) = 0;
 
 KorCondition& ThreadsChanged() {
   // Never destroyed: static KorThreads end while statics are destroyed.
-  static KorCondition* const condition = std::make_unique<KorCondition>().release();
-  return *condition;
+  static KorImmortal<KorCondition> condition;
+  return condition.object;
 }
 
 Clock::time_point After(uint64_t milliseconds) {
@@ -98,7 +100,7 @@ void RunGuarded(const std::function<void()>& body) {
   } catch (const KorThreadCancelled&) {
     KorFrameworkLog().DetailWithNL("A thread was cancelled");
   } catch (const std::exception& exception) {
-    KorFrameworkLog().ErrorWithNL("A thread ended by an exception: %s", exception.what());
+    KorFrameworkLog().ErrorWithNL("A thread ended by an exception: %s", KorReasonOf(exception));
   } catch (...) {
     // It has no text to give; its type is all there is to tell.
     KorFrameworkLog().ErrorWithNL("A thread ended by an exception of type %s",

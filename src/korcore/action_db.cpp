@@ -10,6 +10,7 @@
 #include "kor/condition.h"
 #include "kor/debug.h"
 #include "kor/mutex.h"
+#include "kor/reason.h"
 #include "kor/thread.h"
 
 namespace {
@@ -153,7 +154,7 @@ class Call {
       throw;
     } catch (const std::exception& error) {
       KorFrameworkLog().ErrorWithNL("The action '%S' failed: %s", action->description.name,
-                                    error.what());
+                                    KorReasonOf(error));
     } catch (...) {
       KorFrameworkLog().ErrorWithNL("The action '%S' failed with an exception of unknown type",
                                     action->description.name);

@@ -8,6 +8,7 @@
 #include "kor/condition.h"
 #include "kor/debug.h"
 #include "kor/mutex.h"
+#include "kor/reason.h"
 
 namespace {
 
@@ -75,7 +76,7 @@ class Worker {
     try {
       call();
     } catch (const std::exception& error) {
-      KorFrameworkLog().ErrorWithNL("A queued call failed: %s", error.what());
+      KorFrameworkLog().ErrorWithNL("A queued call failed: %s", KorReasonOf(error));
     } catch (...) {
       KorFrameworkLog().ErrorWithNL("A queued call failed with an exception of unknown type");
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -11,19 +12,21 @@
 #include "kor/container.h"
 #include "kor/debug.h"
 #include "kor/mutex.h"
+#include "kor/reason.h"
 #include "korcore/action_db.h"
 #include "korcore/host_worker.h"
+#include "korcore/module_timer_clock.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Time = ModuleTimerClock::Time;
 
 // True from the moment a tick is queued until its call has run or was dropped.
 using TickFlag = std::shared_ptr<std::atomic<bool>>;
 
 struct Timer {
   ModuleTimerEntry entry;
-  Clock::time_point due;
+  Time due;
   TickFlag tickUnderWay = std::make_shared<std::atomic<bool>>(false);
 
   bool IsOn() const { return entry.seconds > 0; }
@@ -49,6 +52,15 @@ void QueueTick(const Timer& timer) {
   HostWorkerQueue([whileQueued, action = timer.entry.action] { InvokeTimerAction(action); });
 }
 
+void QueueTickGuarded(const Timer& timer) {
+  try {
+    QueueTick(timer);
+  } catch (const std::exception& error) {
+    KorFrameworkLog().ErrorWithNL("A tick of the timer '%S' is lost: %s", timer.entry.name,
+                                  KorReasonOf(error));
+  }
+}
+
 class Timers {
  public:
   ~Timers() { Stop(); }
@@ -57,14 +69,14 @@ class Timers {
     KorMutexLock lock(mutex);
     Timer& timer = Ensure(entry.name);
     timer.entry = entry;
-    timer.due = Clock::now() + timer.Period();
+    timer.due = clock->Now() + timer.Period();
     changed.NotifyAll();
   }
 
   std::vector<ModuleTimerEntry> Entries() KOR_EXCLUDES(mutex) {
     KorMutexLock lock(mutex);
     std::vector<ModuleTimerEntry> entries;
-    const Clock::time_point now = Clock::now();
+    const Time now = clock->Now();
     for (const Timer& timer : timers) {
       ModuleTimerEntry& entry = entries.emplace_back(timer.entry);
       if (!timer.IsOn()) continue;
@@ -72,6 +84,11 @@ class Timers {
                                      std::chrono::milliseconds(0));
     }
     return entries;
+  }
+
+  void UseClock(ModuleTimerClock* newClock) KOR_EXCLUDES(mutex) {
+    KorMutexLock lock(mutex);
+    clock = newClock == nullptr ? &steadyClock : newClock;
   }
 
   void Start() KOR_EXCLUDES(mutex) {
@@ -112,21 +129,21 @@ class Timers {
   void Run() KOR_EXCLUDES(mutex) {
     KorMutexLock lock(mutex);
     while (!stopping) {
-      TickWhatIsDue(Clock::now());
+      TickWhatIsDue(clock->Now());
       const Timer* next = NextDue();
       if (next == nullptr) {
         changed.Wait(mutex);
       } else {
-        changed.WaitUntil(mutex, next->due);
+        clock->WaitUntil(changed, mutex, next->due);
       }
     }
   }
 
   // Ticks that were missed, as while the machine slept, are not made up for.
-  void TickWhatIsDue(Clock::time_point now) KOR_REQUIRES(mutex) {
+  void TickWhatIsDue(Time now) KOR_REQUIRES(mutex) {
     for (Timer& timer : timers) {
       if (!timer.IsOn() || timer.due > now) continue;
-      QueueTick(timer);
+      QueueTickGuarded(timer);
       timer.due += timer.Period();
       if (timer.due <= now) timer.due = now + timer.Period();
     }
@@ -143,6 +160,8 @@ class Timers {
 
   KorMutex mutex;
   KorCondition changed;
+  ModuleTimerClock steadyClock;
+  ModuleTimerClock* clock KOR_GUARDED_BY(mutex) = &steadyClock;
   std::vector<Timer> timers KOR_GUARDED_BY(mutex);
   std::thread thread KOR_GUARDED_BY(mutex);
   bool running KOR_GUARDED_BY(mutex) = false;
@@ -163,6 +182,10 @@ bool SetModuleTimerEntry(const KorString& name, const KorString& action, uint32_
 
 std::vector<ModuleTimerEntry> ModuleTimerEntries() {
   return TheTimers().Entries();
+}
+
+void ModuleTimersUseClock(ModuleTimerClock* clock) {
+  TheTimers().UseClock(clock);
 }
 
 void ModuleTimersStart() {

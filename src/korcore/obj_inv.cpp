@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "kor/shortage.h"
+
 namespace {
 
 template <typename T, typename... Rest>
@@ -11,6 +13,7 @@ T* EnsureIn(ObjSetOf<T>& set, const KorString& name, const Rest&... rest) {
     auto made = std::make_unique<T>(name, rest...);
     return set.Add(made.get()) ? made.release() : nullptr;
   } catch (const std::bad_alloc&) {
+    KorNoteShortage();
     return nullptr;
   }
 }

@@ -45,7 +45,8 @@ class ObjInst : public ObjBase {
   ObjSetOf<ObjInstAttr>& Attributes() { return attributes; }
   const ObjSetOf<ObjInstAttr>& Attributes() const { return attributes; }
 
-  // The value element of that name, made and appended when absent; null only without memory.
+  // The value element of that name, made and appended when absent; null only without memory, which
+  // is noted (kor/shortage.h): without an element here and there it is another inventory.
   ObjInstAttr* Ensure(const KorString& name);
 
  private:

@@ -8,6 +8,7 @@
 
 #include "kor/atomic_file.h"
 #include "kor/debug.h"
+#include "kor/reason.h"
 #include "korcore/obj_inv.h"
 #include "korcore/obj_inv_sqlite.h"
 #include "korcore/obj_inv_xml.h"
@@ -267,7 +268,7 @@ bool ObjInv::Dump(const KorString& path) const {
     try {
       WriteDatabase(file.TemporaryPath(), *this, log);
     } catch (const DumpError& error) {
-      log.ErrorWithNL("Failed to dump inventory: %S: %s", path, error.what());
+      log.ErrorWithNL("Failed to dump inventory: %S: %s", path, KorReasonOf(error));
       return false;
     }
   }

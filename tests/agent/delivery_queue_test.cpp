@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <random>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -350,6 +351,22 @@ TEST(DeliveryQueue, KillAtAnyInstantLosesNothingThatWasAccepted) {
   const agent::QueueListing parked = agent::ListQueueFolder(path + "/parked").Value();
   EXPECT_GT(parked.items.size(), 0U);
   for (const auto& [id, parts] : parked.items) EXPECT_TRUE(parts.hasPayload && parts.hasMeaning);
+}
+
+// That nothing can be opened at all is not the item's fault.
+TEST(DeliveryQueue, ItemStaysWhenTheProcessHasNoDescriptorsLeft) {
+  const TemporaryFolder folder;
+  DeliveryQueue queue(folder.Path("queue"), kRoom);
+  const std::string id = queue.AddFile(folder.Write("source", "content"), Meaning("Type")).Value();
+  rlimit before{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+  EXPECT_THROW(queue.Peek(false), std::runtime_error);
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+  ASSERT_TRUE(queue.Peek(false).has_value());
+  EXPECT_EQ(id, queue.Peek(false)->id);
+  EXPECT_EQ(0U, queue.CountParked());
 }
 
 }  // namespace

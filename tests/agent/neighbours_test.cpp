@@ -62,7 +62,7 @@ class NeighboursTest : public testing::Test {
   NeighboursTest() {
     mkdir(folder.Path("config").CStr(), 0750);
     mkdir(folder.Path("data").CStr(), 0750);
-    settings = agent::ReadSettings(home);
+    settings = agent::ReadSettings(home).Value();
     ActionDbRegisterAction(
         kReceiver, [this](KorContainer* container) { return Receive(*container); }, this);
     CallbackDbRegisterAction(kEvent, kReceiver, "", 0);

@@ -11,7 +11,7 @@ namespace {
 agent::Settings Read(const TemporaryFolder& folder, const std::string& content) {
   mkdir(folder.Path("config").CStr(), 0750);
   if (!content.empty()) folder.Write("config/kor-agent.ini", "[Agent]\n" + content);
-  return agent::ReadSettings(agent::Home{folder.Path()});
+  return agent::ReadSettings(agent::Home{folder.Path()}).Value();
 }
 
 TEST(Settings, DefaultsWithoutAFile) {
@@ -82,6 +82,18 @@ TEST(Settings, WhatCannotBeUsedIsSaidInOneLineAndHasItsDefault) {
     EXPECT_EQ("", settings.upstreamUrl);
     EXPECT_TRUE(settings.transferWindows.IsOpen(0));
   }
+}
+
+// With the defaults, inventories would go to another place than the one that was configured.
+TEST(Settings, FileThatCannotBeReadIsAFailure) {
+  const TemporaryFolder folder;
+  mkdir(folder.Path("config").CStr(), 0750);
+  mkdir(folder.Path("config/kor-agent.ini").CStr(), 0750);
+  const auto settings = agent::ReadSettings(agent::Home{folder.Path()});
+  ASSERT_FALSE(settings.IsOk());
+  EXPECT_EQ(KorString("the settings '") + folder.Path("config/kor-agent.ini") +
+                "' cannot be read: Is a directory",
+            settings.Reason());
 }
 
 }  // namespace

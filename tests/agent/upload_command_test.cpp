@@ -190,6 +190,17 @@ TEST_F(UploadCommand, UploadThatIsNotAcceptedIsAFailure) {
   EXPECT_EQ(2U, Delivered().size());
 }
 
+TEST_F(UploadCommand, UploadThatCannotBeRecordedIsSaid) {
+  fs::create_directories(Stored("Sent.xml").Str() + "/in the way");
+  fs::permissions(folder.Path("home").Str(), fs::perms::owner_all);
+
+  const ProgramRun run = Upload(kSerial);
+
+  EXPECT_EQ(4, run.status);
+  EXPECT_NE(std::string::npos, run.errors.find("could not be recorded")) << run.errors;
+  EXPECT_EQ(1U, Delivered().size());
+}
+
 TEST_F(UploadCommand, UploadOptionsNeedTheUpload) {
   for (const char* option : {"--force", "--bypass-windows", "--whole"}) {
     EXPECT_EQ(2, ProgramRun::Of(folder, {"inventory", option}).status);

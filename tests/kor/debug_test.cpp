@@ -138,6 +138,20 @@ TEST(Debug, WithoutAContextWarningsGoToStandardError) {
   EXPECT_EQ(printed.substr(printed.find(' ')), " warning Lonely: first\\nsecond\n");
 }
 
+TEST(Debug, AMessageThatCannotBeWrittenThrowsNothingAndIsTold) {
+  class WithoutMemory : public KorDebugContext {
+   public:
+    bool Wants(KorLogLevel) const override { return true; }
+    void Write(const KorLogRecord&) override { throw std::bad_alloc(); }
+  } context;
+  KorDebug log("Name", "");
+  log.SetContext(&context);
+  testing::internal::CaptureStderr();
+  EXPECT_NO_THROW(log.ErrorWithNL("The run failed: %s", "reason"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "error Name: The run failed: %s (the message lacks its values: not enough memory)\n");
+}
+
 TEST(Debug, ANullContextGoesBackToTheDefault) {
   Recorder recorder(KorLogLevel::kTrace);
   KorDebug log("Name", "");

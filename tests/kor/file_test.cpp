@@ -74,6 +74,21 @@ TEST(FileDelete, LinkGoesAndItsTargetStays) {
   EXPECT_EQ(folder.CountEntries(), 1u);
 }
 
+TEST(FolderDelete, RemovesWhatIsInItAndFollowsNoLink) {
+  const TemporaryFolder folder;
+  const TemporaryFolder elsewhere;
+  const KorString kept = elsewhere.Write("kept", "x");
+  std::filesystem::create_directories(folder.Path("a/b/c").Str());
+  folder.Write("a/b/file", "x");
+  std::filesystem::create_directory_symlink(elsewhere.Path().Str(), folder.Path("a/link").Str());
+
+  EXPECT_TRUE(FolderDelete(folder.Path("a")));
+
+  EXPECT_FALSE(FileExists(folder.Path("a")));
+  EXPECT_TRUE(FileExists(kept));
+  EXPECT_TRUE(FolderDelete(folder.Path("a")));
+}
+
 TEST(FileRename, ReplacesTheTarget) {
   const TemporaryFolder folder;
   const KorString from = folder.Write("from", "new");

@@ -7,6 +7,7 @@
 #include "hardware/filter/hw_filter_codes.h"
 #include "hardware/module/globals.h"
 #include "kor/regex.h"
+#include "kor/shortage.h"
 
 namespace HardwareInventory {
 
@@ -168,6 +169,7 @@ void ReadCurrentUser(const KorString& text, HwFilterWmiClass& entry) {
 std::unique_ptr<HwFilterWmiAttr> MakeFilterWmiAttr(const HwFilterTexts& texts) {
   std::unique_ptr<HwFilterWmiAttr> attr(new (std::nothrow) HwFilterWmiAttr);
   if (attr == nullptr) {
+    KorNoteShortage();
     debugInv.ErrorWithNL("Memory error");
     return nullptr;
   }
@@ -209,6 +211,7 @@ bool CompleteFilterWmiClass(const HwFilterTexts& texts, HwFilterWmiClass& entry)
 std::unique_ptr<HwFilterAttr> MakeFilterRule(const HwFilterTexts& texts, uint32_t presence) {
   std::unique_ptr<HwFilterAttr> rule(new (std::nothrow) HwFilterAttr);
   if (rule == nullptr) {
+    KorNoteShortage();
     debugInv.ErrorWithNL("Memory error");
     return nullptr;
   }

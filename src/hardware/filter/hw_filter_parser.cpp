@@ -7,6 +7,7 @@
 #include "hardware/filter/hw_filter_entries.h"
 #include "hardware/module/globals.h"
 #include "kor/input_position.h"
+#include "kor/shortage.h"
 
 namespace HardwareInventory {
 
@@ -69,7 +70,10 @@ void HwFilterParser::OnElementStart(const char*) {
   if (skipDepth > 0) return;
   if (state == HwFilterState::kClass) {
     wmiClass.reset(new (std::nothrow) HwFilterWmiClass);
-    if (wmiClass == nullptr) debugInv.ErrorWithNL("Memory error");
+    if (wmiClass == nullptr) {
+      KorNoteShortage();
+      debugInv.ErrorWithNL("Memory error");
+    }
   }
   if (state == HwFilterState::kRuleList) ReadFilterMaxPass(texts[kTextMaxPass], *filter);
 }

@@ -7,6 +7,8 @@
 #include "hardware/module/globals.h"
 #include "kor/file.h"
 #include "kor/machine.h"
+#include "kor/reason.h"
+#include "kor/shortage.h"
 #include "korcore/agent_context.h"
 #include "korcore/obj_inv.h"
 
@@ -118,7 +120,7 @@ void HardwareThread::ThreadMain() {
   try {
     end.stored = ThreadTask();
   } catch (const std::exception& error) {
-    debugInv.ErrorWithNL("The inventory run failed: %s", error.what());
+    debugInv.ErrorWithNL("The inventory run failed: %s", KorReasonOf(error));
   }
 }
 
@@ -133,6 +135,7 @@ bool HardwareThread::ThreadTask() {
   WaitPause();
   if (CheckCancelled(false)) return false;
   debugInv.PrintWithNL("Inventory starting");
+  const KorShortageWatch shortage;
   HwFilter filter;
   if (!LoadInventoryFilter(filter)) return false;
   KorMachine::Current().RunBegins(filter.File());
@@ -143,6 +146,8 @@ bool HardwareThread::ThreadTask() {
   }
   filter.ProcessAttrs(document);
   debugInv.TraceWithNL("Hardware Inventory finished");
+  // An inventory that lacks something tells the server of hardware that is gone.
+  shortage.ThrowIfNoted();
   if (!StoreInventory(document)) return false;
   KorMachine::Current().RunIsStored();
   UploadIfWanted(document);

@@ -7,6 +7,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace HardwareInventory {
 namespace {
@@ -39,8 +42,7 @@ struct Comparison {
   bool isComputed = false;
 
   bool HasChanges() const { return isComputed && diff.Objects().Count() != 0; }
-  // An unreadable file has an empty sum, which equals that of a file that is not there.
-  bool HasEqualSums() const { return !lastSum.IsEmpty() && lastSum == sentSum; }
+  bool HasEqualSums() const { return lastSum == sentSum; }
 };
 
 // Reads the inventory last sent and computes and keeps the difference.
@@ -65,6 +67,8 @@ void UseUpSentInventory(ObjInv& document, Comparison& comparison) KOR_REQUIRES(m
   if (FileExists(strModuleDiffDataFile)) RemoveOrWarn(strModuleDiffDataFile);
   if (!FileExists(strModuleSentDataFile)) return;
   ComputeDifference(document, comparison);
+  // Without its sum the server could not tell which inventory a difference is to.
+  if (comparison.sentSum.IsEmpty()) comparison.isComputed = false;
   RemoveOrWarn(strModuleSentDataFile);
 }
 
@@ -97,6 +101,13 @@ void RecordSent() KOR_REQUIRES(mutexInv) {
   }
   hwConfig.SetLastInventorySent(Now(), true);
   hwConfig.Write(strModuleIniFile, kConfigLastInventorySent);
+}
+
+// As of the file that it is stored in.
+KorString SumOf(const ObjInv& document) {
+  std::string xml;
+  document.WriteXml([&xml](std::string_view piece) { xml += piece; });
+  return TextMd5(KorString(std::move(xml)));
 }
 
 // Sums of the two files. A differential needs a Sent file: without one it is turned off.
@@ -139,6 +150,8 @@ bool ProcessUpload(ObjInv& document, bool differential, bool force, bool bypass)
   }
   Comparison comparison(KorAgentGetDebugContext());
   ReadSums(comparison, differential);
+  // What cannot be read is known all the same; without its sum, no difference could follow.
+  if (comparison.lastSum.IsEmpty()) comparison.lastSum = SumOf(document);
   if (comparison.HasEqualSums() && !force) {
     DropUnchanged();
     return true;

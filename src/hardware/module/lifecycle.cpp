@@ -7,6 +7,7 @@
 #include "hardware/filter/modify_xml_file.h"
 #include "hardware/module/identity.h"
 #include "kor/file.h"
+#include "kor/reason.h"
 #include "korcore/action_db.h"
 #include "korcore/agent_context.h"
 #include "korcore/callback_db.h"
@@ -80,7 +81,7 @@ uint32_t RunHandler(const Action& action, KorContainer* container) {
   try {
     return action.handler(container);
   } catch (const std::exception& error) {
-    debugInv.ErrorWithNL("Action '%s' failed: %s", action.signature, error.what());
+    debugInv.ErrorWithNL("Action '%s' failed: %s", action.signature, KorReasonOf(error));
     return ACTIONDB_ERROR_FAILURE;
   }
 }

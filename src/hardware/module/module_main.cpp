@@ -3,6 +3,7 @@
 #include "hardware/module/globals.h"
 #include "hardware/module/identity.h"
 #include "hardware/module/lifecycle.h"
+#include "kor/reason.h"
 
 #include <cstring>
 #include <exception>
@@ -66,7 +67,7 @@ uint64_t ModuleMain(uint32_t cmd, uint64_t arg, char* buf) {
   try {
     return HardwareInventory::RunCommand(cmd, arg, buf);
   } catch (const std::exception& error) {
-    HardwareInventory::debugInv.ErrorWithNL("Command %u failed: %s", cmd, error.what());
+    HardwareInventory::debugInv.ErrorWithNL("Command %u failed: %s", cmd, KorReasonOf(error));
     return HardwareInventory::kFailed;
   }
 }

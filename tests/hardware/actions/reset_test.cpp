@@ -65,9 +65,10 @@ TEST_F(ResetActionTest, ASentFileThatCannotBeRemovedIsAnErrorAndNoMore) {
   ASSERT_TRUE(FileDelete(SentPath(), 0));
   ASSERT_TRUE(PathCreate(SentPath() + "/inner"));
   EXPECT_EQ(Invoke("HardwareInventoryInventoryReset"), 0u);
-  EXPECT_EQ(log.Lines(),
-            (std::vector<std::string>{"error: Failed to remove file '" + SentPath().Str() + "'",
-                                      "print: Reset received, inventory is not requested"}));
+  EXPECT_EQ(log.Lines(), (std::vector<std::string>{
+                             "detail: " + SentPath().Str() + ": cannot remove: Is a directory",
+                             "error: Failed to remove file '" + SentPath().Str() + "'",
+                             "print: Reset received, inventory is not requested"}));
 }
 
 TEST_F(ResetActionTest, TheWordUploadIsExact) {

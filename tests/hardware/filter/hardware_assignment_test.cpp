@@ -222,6 +222,7 @@ TEST_F(AssignmentActionTest, AFileThatCannotBeRemovedIsAFailure) {
   EXPECT_EQ(Reports(), One(kFailed));
   EXPECT_EQ(log.Lines(),
             (std::vector<std::string>{Configured("../data/HardwareInventory/hwinvcfg.xml"),
+                                      "detail: " + path.Str() + ": cannot remove: Is a directory",
                                       "error: Failed to remove file '" + path.Str() + "'",
                                       Sending(kFailed)}));
 }

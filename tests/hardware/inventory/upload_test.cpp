@@ -226,6 +226,19 @@ TEST_F(UploadTest, UnreadableSumsAreNotEqual) {
   EXPECT_EQ(neighbours.files.size(), 1u);
 }
 
+// The next difference is told by it.
+TEST_F(UploadTest, AFileThatCannotBeReadHasTheSumOfWhatItStores) {
+  MakeFolder(LastPath());
+  const KorString stored = folder.Path("stored.xml");
+  ASSERT_TRUE(document.Save(stored));
+
+  EXPECT_TRUE(ProcessUpload(document, true, false, false));
+
+  ObjInv uploaded(nullptr);
+  ReadUploaded(uploaded);
+  EXPECT_EQ(uploaded.GetChecksum(), FileMd5(stored));
+}
+
 TEST_F(UploadTest, ForceSendsWhatDidNotChangeAsAWhole) {
   StoreLast("new");
   StoreSent("new");
@@ -309,8 +322,9 @@ TEST_F(UploadTest, AnUploadFileThatCannotBeRemovedFailsTheSend) {
   StoreLast("new");
   MakeFolder(UpldPath());
   EXPECT_FALSE(ProcessUpload(document, false, false, false));
-  EXPECT_EQ(log.Lines(),
-            std::vector<std::string>{"error: Failed to remove file '" + UpldPath().Str() + "'"});
+  EXPECT_EQ(log.Lines(), (std::vector<std::string>{
+                             "detail: " + UpldPath().Str() + ": cannot remove: Is a directory",
+                             "error: Failed to remove file '" + UpldPath().Str() + "'"}));
   EXPECT_TRUE(FileExists(LastPath()));
 }
 

@@ -1,7 +1,9 @@
-// The module while memory for its configuration's lock cannot be had.
+// The module while memory cannot be had.
 
 #include "hardware/memory/refused_memory.h"
 #include "hardware/module/module_fixture.h"
+
+#include <array>
 
 namespace {
 
@@ -18,6 +20,23 @@ TEST_F(ModuleWithoutMemory, ItDoesNotInitialise) {
   EXPECT_TRUE(log.Has("error: Memory error"));
   EXPECT_TRUE(log.Has("error: Failed to make the configuration object thread safe"));
   EXPECT_FALSE(log.Has("warning: Failed to reload the configuration"));
+}
+
+TEST_F(ModuleWithoutMemory, NoExceptionLeavesACommand) {
+  StartModule();
+  std::array<char, 200> version = {};
+  HardwareInventory::debugInv.SetContext(&log);
+  testing::internal::CaptureStderr();
+  uint64_t answer = 0;
+  {
+    const RefusedMemory refused(RefusedMemory::kAnySize);
+    answer = ModuleMain(7, 0, version.data());
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "error HardwareInventory: Command %u failed: %s (the message lacks its values: not "
+            "enough memory)\n");
+  EXPECT_EQ(answer, 2u);
+  EXPECT_STREQ(version.data(), "");
 }
 
 }  // namespace

@@ -19,7 +19,8 @@ RefusedMemory::~RefusedMemory() {
 
 // The other forms call these.
 void* operator new(size_t size) {
-  void* const memory = size == refusedSize ? nullptr : std::malloc(size);
+  const bool isRefused = size == refusedSize || refusedSize == RefusedMemory::kAnySize;
+  void* const memory = isRefused ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }

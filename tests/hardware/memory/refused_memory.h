@@ -4,10 +4,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
-// While it lives, this thread gets no memory for objects of exactly that size.
+// While it lives, this thread gets no memory for objects of exactly that size, or for any.
 class RefusedMemory {
  public:
+  static constexpr size_t kAnySize = SIZE_MAX;
+
   explicit RefusedMemory(size_t size);
   ~RefusedMemory();
   RefusedMemory(const RefusedMemory&) = delete;

@@ -4,6 +4,9 @@
 #include "hardware/scan/fake_machine.h"
 #include "hardware/scan/scanners.h"
 #include "hardware/scan/toolkit.h"
+#include "kor/shortage.h"
+
+#include <new>
 
 namespace {
 
@@ -133,4 +136,16 @@ TEST_F(ScanWithoutMemory, DefinitionsThatCannotBeMadeAreSkipped) {
   EXPECT_TRUE(Run(HardwareInventory::ScanPhysicalMemory, sizeof(ObjTypeAttr)));
   EXPECT_EQ(Definitions("Physical Memory"), Names());
   EXPECT_EQ(ValueOf("Physical Memory", "0", "Capacity"), "2006");
+}
+
+// An inventory that lacks something must not be taken for the whole.
+TEST_F(ScanWithoutMemory, WhatIsLeftOutIsNoted) {
+  for (const size_t size : {sizeof(ObjType), sizeof(ObjInst), sizeof(ObjInstAttr)}) {
+    const KorShortageWatch shortage;
+    Run(HardwareInventory::ScanVideoController, size);
+    EXPECT_THROW(shortage.ThrowIfNoted(), std::bad_alloc) << size;
+  }
+  const KorShortageWatch shortage;
+  Run(HardwareInventory::ScanVideoController, 0);
+  EXPECT_NO_THROW(shortage.ThrowIfNoted());
 }

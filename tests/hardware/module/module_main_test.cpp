@@ -188,24 +188,6 @@ TEST_F(ModuleMainTest, LivesAHundredLives) {
   EXPECT_TRUE(ModuleSignatures().empty());
 }
 
-// Throws instead of taking one message.
-class ThrowingLog : public HostLog {
- public:
-  void Write(const KorLogRecord& record) override {
-    if (record.text == "Module Activate starting") throw std::runtime_error("broken");
-    HostLog::Write(record);
-  }
-};
-
-TEST_F(ModuleMainTest, NoExceptionLeavesACommand) {
-  StartModule();
-  ThrowingLog throwing;
-  HardwareInventory::debugInv.SetContext(&throwing);
-  EXPECT_EQ(ModuleMain(4, 0, nullptr), 2u);
-  HardwareInventory::debugInv.SetContext(&log);
-  EXPECT_EQ(throwing.Lines(), std::vector<std::string>{"error: Command 4 failed: broken"});
-}
-
 TEST_F(ModuleMainTest, NoExceptionLeavesAHandler) {
   StartModule();
   machine.Play([](const KorString&) -> KorCommandResult { throw std::runtime_error("broken"); });
