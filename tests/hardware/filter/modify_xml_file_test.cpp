@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -25,8 +26,9 @@ const char* const kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 class ModifyXmlFile : public testing::Test {
  protected:
-  void SetUp() override {
-    file = folder.Path("filter.xml");
+  void SetUp() override { UseFile("filter.xml"); }
+  void UseFile(const std::string& name) {
+    file = folder.Path(name);
     strModuleIniFile =
         folder.Write("module.ini", "[HardwareInventory]\nTranslationFile = " + file.Str() + "\n");
   }
@@ -202,6 +204,20 @@ TEST_F(ModifyXmlFile, TemporaryFileThatCannotBeMadeEndsTheEditSilently) {
   Modify("A", "B");
   EXPECT_EQ(folder.Read("filter.xml"), "<HWINVCONFIG/>");
   EXPECT_EQ(messages, "");
+}
+
+// The path is so long that no room is left for the name of the file that is written first.
+TEST_F(ModifyXmlFile, LeftoverOfAnEarlierEditIsRemovedWhateverBecomesOfThisOne) {
+  const size_t length = PATH_MAX - sizeof "~";
+  const std::string name = std::string(length - folder.Path("f").GetLength(), '/') + "f";
+  UseFile(name);
+  folder.Write(name, "<HWINVCONFIG/>");
+  const KorString leftover = folder.Write(name + "~", "<HWINV");
+
+  Modify("A", "B");
+
+  EXPECT_FALSE(FileExists(leftover));
+  EXPECT_EQ(folder.Read(name), "<HWINVCONFIG/>");
 }
 
 TEST_F(ModifyXmlFile, EditsAtOnceAreAllKept) {

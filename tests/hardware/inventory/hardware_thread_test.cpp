@@ -258,6 +258,7 @@ TEST_F(HardwareThreadTest, ALastFileThatCannotBeRemovedFailsTheRun) {
   Run();
   EXPECT_FALSE(LastRunSucceeded());
   EXPECT_TRUE(log.Has("error: Failed to remove file '" + LastPath() + "'"));
+  EXPECT_FALSE(log.Has("error: Failed to write inventory '" + LastPath() + "'"));
 }
 
 TEST_F(HardwareThreadTest, ALastFileThatCannotBeWrittenFailsTheRun) {

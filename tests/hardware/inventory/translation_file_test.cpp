@@ -1,9 +1,12 @@
 #include "hardware/inventory/translation_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <string>
@@ -136,6 +139,23 @@ TEST_F(TranslationFile, EmptyDefaultFileIsMadeAnew) {
   EXPECT_EQ(home.Read("data/HardwareInventory/hwinvcfg.xml"), DEFAULT_TRANSLATION_FILE);
   EXPECT_EQ(messages, Configured(kDefaultSetting) + "print: Creating default translation file '" +
                           path.Str() + "'\n");
+}
+
+// Root removes any file, so this is done as somebody else.
+TEST_F(TranslationFile, EmptyDefaultFileThatCannotBeRemovedFails) {
+  home.Write("data/HardwareInventory/hwinvcfg.xml", "");
+  chmod(home.Path().CStr(), 0755);
+  chmod(InData("").CStr(), 0555);
+  const auto get = [this] {
+    if (geteuid() == 0 && setuid(65534) != 0) return 1;
+    if (Get(kDefaultSetting) || path != "untouched") return 2;
+    return messages == Configured(kDefaultSetting) + "error: Failed to remove file '" +
+                           strModuleFilterFileStd.Str() + "'\n"
+               ? 0
+               : 3;
+  };
+  EXPECT_EXIT(std::_Exit(get()), testing::ExitedWithCode(0), "");
+  chmod(InData("").CStr(), 0755);
 }
 
 TEST_F(TranslationFile, DefaultFileThatCannotBeCreatedFails) {
