@@ -7,6 +7,7 @@
 #include "kor/debug.h"
 #include "kor/mutex.h"
 #include "kor/reason.h"
+#include "kor/thread_owned.h"
 #include "korcore/action_db.h"
 #include "korcore/host_worker.h"
 
@@ -82,7 +83,8 @@ RunMonitor::RunMonitor(KorLogDispatcher& logDispatcher)
   listener =
       dispatcher.AddListener(KorLogLevel::kPrint, [shared = state](const KorLogRecord& record) {
         if (record.text != kBeginning || record.logger != kLogger) return;
-        thread_local EndOfThread end;
+        static KorThreadOwned<EndOfThread> ends;
+        EndOfThread& end = ends.OfThisThread();
         shared->Begin();
         end.Watch(shared);
       });

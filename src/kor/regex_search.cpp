@@ -20,6 +20,7 @@
 #include "kor/debug.h"
 #include "kor/mutex.h"
 #include "kor/regex.h"
+#include "kor/thread_owned.h"
 
 namespace {
 
@@ -129,8 +130,18 @@ struct Attempt {
 class MatchWorkspace {
  public:
   static MatchWorkspace& OfThisThread() {
-    thread_local MatchWorkspace workspace;
-    return workspace;
+    static KorThreadOwned<MatchWorkspace> workspaces;
+    return workspaces.OfThisThread();
+  }
+
+  MatchWorkspace()
+      : memory(Allocated(GeneralContext(pcre2_general_context_create(Allocate, Free, this)))),
+        context(Allocated(MatchContext(pcre2_match_context_create(nullptr)))),
+        stack(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr)) {
+    pcre2_set_depth_limit(context.get(), kDepthLimit);
+    pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
+    // Without JIT there is no stack, and none is needed.
+    if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
   }
 
   // The library's result code; from 1 on it is a match and Offsets() holds the groups.
@@ -154,16 +165,6 @@ class MatchWorkspace {
   size_t BytesKept() const { return largestBlock; }
 
  private:
-  MatchWorkspace()
-      : memory(Allocated(GeneralContext(pcre2_general_context_create(Allocate, Free, this)))),
-        context(Allocated(MatchContext(pcre2_match_context_create(nullptr)))),
-        stack(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr)) {
-    pcre2_set_depth_limit(context.get(), kDepthLimit);
-    pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
-    // Without JIT there is no stack, and none is needed.
-    if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
-  }
-
   static void* Allocate(size_t size, void* user) {
     auto& largest = static_cast<MatchWorkspace*>(user)->largestBlock;
     largest = std::max(largest, size);

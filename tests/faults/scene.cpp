@@ -87,10 +87,12 @@ Scene::Trial Scene::Try(const Fault& fault) const {
 bool Scene::IsNamed(const AgentRun& run, const Fault& fault) const {
   const std::string said = run.errors + Log();
   if (fault.kind == "allocation") {
-    // The loader names only what it could not do.
+    // The loader names only what it could not do, and a thread that cannot be made has one error
+    // for all that it may lack.
     return Contains(said, "memory") || Contains(said, "Memory error") ||
            Contains(said, "cannot create shared object") ||
-           Contains(said, "cannot open shared object");
+           Contains(said, "cannot open shared object") ||
+           Contains(said, "A thread cannot be started");
   }
   if (Contains(said, std::strerror(fault.error))) return true;
   // SQLite has words of its own.

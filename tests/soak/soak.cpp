@@ -24,6 +24,7 @@
 namespace {
 
 constexpr size_t kShortestWarmUp = 50;
+constexpr size_t kEarlySample = 100;
 constexpr size_t kLines = 20;
 
 struct Options {
@@ -52,15 +53,15 @@ void Soak(const Options& options) {
                  folder + "modern_nvme.machine"},
                 "");
   const size_t warmUp = std::max(options.runs / 10, kShortestWarmUp);
-  for (size_t run = 0; run < warmUp; ++run) RunOne(home);
-  const ProcessSample warm = ProcessSample::Now();
-  Print(warmUp, warm);
   const size_t step = std::max(options.runs / kLines, size_t{1});
-  for (size_t run = warmUp + 1; run <= options.runs; ++run) {
+  ProcessSample warm;
+  for (size_t run = 1; run <= options.runs; ++run) {
     RunOne(home);
-    if (run % step != 0 && run != options.runs) continue;
+    if (run % step != 0 && run != kEarlySample && run != warmUp && run != options.runs) continue;
     const ProcessSample sample = ProcessSample::Now();
     Print(run, sample);
+    if (run == warmUp) warm = sample;
+    if (run <= warmUp) continue;
     if (sample.descriptors != warm.descriptors) throw std::runtime_error("descriptors are lost");
     if (options.growthKib && sample.residentKib > warm.residentKib + *options.growthKib) {
       throw std::runtime_error("the memory grows");

@@ -12,7 +12,9 @@ namespace HardwareInventory {
 
 namespace {
 
-thread_local bool checkWanted = false;
+// There from the beginning of each thread: what a module has else is made when it is first used,
+// and that ends the process when there is no memory.
+[[gnu::tls_model("initial-exec")]] thread_local bool checkWanted = false;
 
 bool Wanted() {
   return checkWanted && debugInv.Wants(KorLogLevel::kTrace);
