@@ -197,11 +197,25 @@ TEST_F(HardwareConfigTest, AContainersValuesOfOtherTypesAreAbsent) {
 
 TEST_F(HardwareConfigTest, TheMaskSelectsWhatIsTakenFromAContainer) {
   KorContainer container;
+  container.SetString("TranslationFile", "http://x/y");
   container.SetInt32("UploadInterval", 1);
+  container.SetBool("UploadOnStartup", false);
   container.SetInt32("UploadGap", 2);
+  container.SetBool("DifferencialUpload", false);
+  const std::string translationFile = config.GetTranslationFile(true).Str();
+
   EXPECT_TRUE(config.Read(container, 16));
+  EXPECT_EQ(config.GetTranslationFile(true), KorString(translationFile));
   EXPECT_EQ(config.GetUploadInterval(true), 3600u);
+  EXPECT_TRUE(config.GetUploadOnStartup(true));
   EXPECT_EQ(config.GetUploadGap(true), 2u);
+  EXPECT_TRUE(config.GetDifferentialUpload(true));
+
+  EXPECT_TRUE(config.Read(container, 63 - 16));
+  EXPECT_EQ(config.GetTranslationFile(true), "http://x/y");
+  EXPECT_EQ(config.GetUploadInterval(true), 1u);
+  EXPECT_FALSE(config.GetUploadOnStartup(true));
+  EXPECT_FALSE(config.GetDifferentialUpload(true));
 }
 
 TEST_F(HardwareConfigTest, SynchronizeMayBeRepeated) {

@@ -385,6 +385,7 @@ TEST_F(UploadTest, AStatusNeedsAGuid) {
   neighbours.guid = "";
   HardwareInventory::ProcessUploadStatus("s", "e");
   EXPECT_EQ(log.Lines(), std::vector<std::string>{"print: Sending status 's' for entry 'e'"});
+  neighbours.guid = "G";
   neighbours.identityResult = 1;
   HardwareInventory::ProcessUploadStatus("s", "e");
   EXPECT_TRUE(log.Has("error: Cannot get our GUID while sending status"));
