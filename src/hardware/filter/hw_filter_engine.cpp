@@ -304,7 +304,6 @@ bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& na
 void HwFilter::ProcessAttrs(ObjInv& inventory, size_t mostBytes) const {
   Rules prepared(*this);
   for (uint32_t done = 0; done < hwListMaxPass; ++done) {
-    KorThread::ThrowIfCurrentIsCancelled();
     debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
     if (KorTrace* const trace = KorTrace::Current()) trace->OnPass(done + 1);
     uint32_t changes = 0;
