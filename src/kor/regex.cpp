@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -140,15 +139,10 @@ bool MatchRegex(const KorString& subject, const KorString& regex, bool caseSensi
 }
 
 KorRegex::KorRegex(const KorString& regex, bool caseSensitive)
-    : search(std::make_unique<RegexSearch>(regex, OptionsFor(caseSensitive))) {}
+    : compiled(CompileRegex(regex, OptionsFor(caseSensitive))) {}
 
-KorRegex::~KorRegex() = default;
-KorRegex::KorRegex(KorRegex&&) noexcept = default;
-KorRegex& KorRegex::operator=(KorRegex&&) noexcept = default;
-
-bool KorRegex::Matches(const KorString& subject) {
-  search->Renew();
-  return search->Find(subject.View());
+bool KorRegex::Matches(const KorString& subject) const {
+  return HasMatch(*compiled, subject.View());
 }
 
 KorString RegexReplace(const KorString& subject, const KorString& regex,

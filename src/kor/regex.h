@@ -16,7 +16,7 @@
 #include "kor/string.h"
 #include "kor/vector.h"
 
-class RegexSearch;
+class CompiledRegex;
 
 // Compile option bits of the callers; any combination.
 inline constexpr int kPcreCaseless = 1;
@@ -44,18 +44,14 @@ bool MatchPcre(const KorString& subject, const KorString& pattern, int options);
 // empty expression is found everywhere.
 bool MatchRegex(const KorString& subject, const KorString& regex, bool caseSensitive);
 
-// The same for one expression and many subjects, on one thread.
+// The same for one expression and many subjects, on any thread.
 class KorRegex {
  public:
   KorRegex(const KorString& regex, bool caseSensitive);
-  ~KorRegex();
-  KorRegex(KorRegex&&) noexcept;
-  KorRegex& operator=(KorRegex&&) noexcept;
-
-  bool Matches(const KorString& subject);
+  bool Matches(const KorString& subject) const;
 
  private:
-  std::unique_ptr<RegexSearch> search;
+  std::shared_ptr<CompiledRegex> compiled;
 };
 
 // The subject with every match replaced; options as for MatchRegex. In the replacement $1, ${1} and

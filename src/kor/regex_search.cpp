@@ -147,8 +147,7 @@ class MatchWorkspace {
   // The library's result code; from 1 on it is a match and Offsets() holds the groups.
   int Match(const Attempt& attempt) {
     if (attempt.pairsNeeded > pairs) MakeRoom(attempt.pairsNeeded);
-    pcre2_set_match_limit(context.get(), static_cast<uint32_t>(attempt.steps));
-    pcre2_set_offset_limit(context.get(), attempt.lastStart);
+    SetLimits(attempt);
     int result = attempt.isJit ? RunJit(attempt) : Run(attempt, 0);
     // The interpreter keeps its state on the heap and gets further than the JIT stack does.
     if (result == PCRE2_ERROR_JIT_STACKLIMIT) result = Run(attempt, PCRE2_NO_JIT);
@@ -183,6 +182,18 @@ class MatchWorkspace {
                            attempt.from, attempt.options, data.get(), context.get());
   }
 
+  // Seldom others than those of the search before.
+  void SetLimits(const Attempt& attempt) {
+    if (attempt.steps != steps) {
+      steps = attempt.steps;
+      pcre2_set_match_limit(context.get(), static_cast<uint32_t>(steps));
+    }
+    if (attempt.lastStart != lastStart) {
+      lastStart = attempt.lastStart;
+      pcre2_set_offset_limit(context.get(), lastStart);
+    }
+  }
+
   void MakeRoom(size_t pairsNeeded) {
     data = Allocated(
         MatchData(pcre2_match_data_create(static_cast<uint32_t>(pairsNeeded), memory.get())));
@@ -202,6 +213,8 @@ class MatchWorkspace {
   JitStack stack;
   MatchData data;
   size_t pairs = 0;
+  uint64_t steps = 0;
+  size_t lastStart = PCRE2_UNSET;
   std::vector<size_t> offsets;
 };
 
@@ -355,9 +368,9 @@ class CompiledRegex {
       Warn("Bad regular expression", error);
       return false;
     }
-    const int result = Search({code.get(), groupCount + size_t{1}, subject, from,
-                               mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART},
-                              timedFrom);
+    Attempt attempt{code.get(), groupCount + size_t{1}, subject, from,
+                    mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART};
+    const int result = Search(attempt, timedFrom);
     if (result > 0) return true;
     if (result == PCRE2_ERROR_NOMEMORY) throw std::bad_alloc();
     if (result != PCRE2_ERROR_NOMATCH) {
@@ -383,14 +396,13 @@ class CompiledRegex {
   }
 
   // The library's result code.
-  int Search(Attempt attempt, uint64_t& timedFrom) {
+  int Search(Attempt& attempt, uint64_t& timedFrom) {
     const size_t length = attempt.subject.size();
     attempt.steps = MostSteps(length);
     attempt.isJit = isJit && attempt.from <= length;
     if (isAnchored) return MatchWorkspace::OfThisThread().Match(attempt);
-    const uint64_t share = std::max(kStepsInOneCall / (length + 1), kLeastSteps);
-    const bool isCurtailed = share < attempt.steps;
-    attempt.steps = std::min(share, attempt.steps);
+    const bool isCurtailed = attempt.steps * (length + 1) > kStepsInOneCall;
+    if (isCurtailed) attempt.steps = std::max(kStepsInOneCall / (length + 1), kLeastSteps);
     if (!isDivisible || length <= kLongestInOneCall) {
       const int result = MatchWorkspace::OfThisThread().Match(attempt);
       if (result != PCRE2_ERROR_MATCHLIMIT || !isCurtailed || !isDivisible) return result;
@@ -485,8 +497,17 @@ class RegexCache {
 
 }  // namespace
 
+std::shared_ptr<CompiledRegex> CompileRegex(const KorString& pattern, int options) {
+  return RegexCache::Instance().Get(pattern, LibraryOptions(options));
+}
+
+bool HasMatch(CompiledRegex& regex, std::string_view subject) {
+  uint64_t timedFrom = 0;
+  return regex.Match(subject, 0, true, timedFrom);
+}
+
 RegexSearch::RegexSearch(const KorString& pattern, int options)
-    : compiled(RegexCache::Instance().Get(pattern, LibraryOptions(options))) {}
+    : compiled(CompileRegex(pattern, options)) {}
 
 const KorString& RegexSearch::Error() const {
   return compiled->Error();

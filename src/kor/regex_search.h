@@ -35,12 +35,6 @@ class RegexSearch {
   // Group 0 is the whole match; a group that is unset or unknown is the empty text.
   std::string_view Group(size_t number) const;
 
-  // From here on its searches have all their time again.
-  void Renew() {
-    timedFrom = 0;
-    hasSearched = false;
-  }
-
   // One warning for the expression, however often it is given up.
   void WarnGivenUp(const char* doing, const KorString& reason) const;
 
@@ -52,6 +46,11 @@ class RegexSearch {
   uint64_t timedFrom = 0;
   bool hasSearched = false;
 };
+
+// For those who only ask whether there is a match, as a RegexSearch of one search. Both may be
+// called by any thread.
+std::shared_ptr<CompiledRegex> CompileRegex(const KorString& pattern, int options);
+bool HasMatch(CompiledRegex& regex, std::string_view subject);
 
 // What the searches of one RegexSearch may take together of the processor's time, once there are
 // several or one takes long: so many microseconds, and some for each, so that millions of short
