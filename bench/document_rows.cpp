@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <sqlite3.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -167,47 +168,51 @@ void FileRows() {
                     1.2);
 }
 
-// Two states of a document and what they are compared to.
-struct States {
-  ObjInv before{nullptr};
-  ObjInv after{nullptr};
-  ObjInv difference{nullptr};
-
-  explicit States(int values) {
-    Fill(before, values, false);
-    Fill(after, values, true);
-    Require(after.Diff(before, difference), "diff");
-  }
-  double Diff() {
-    // What the other size has freed would be put in order in the time of this one.
-    malloc_trim(0);
-    return bench::ThreadSeconds([this] { Require(after.Diff(before, difference), "diff"); });
-  }
-  // The merge is taken back, out of the time.
-  double Merge() {
-    malloc_trim(0);
-    const double seconds =
-        bench::ThreadSeconds([this] { Require(after.Merge(difference), "merge"); });
-    ObjInv made(nullptr);
-    after.ReadNew(made);
-    after.Objects().Swap(made.Objects());
-    return seconds;
-  }
+// Seconds for a value.
+struct Growth {
+  double diff;
+  double merge;
 };
 
+Growth MeasureGrowth(int values) {
+  ObjInv before(nullptr);
+  ObjInv after(nullptr);
+  ObjInv difference(nullptr);
+  Fill(before, values, false);
+  Fill(after, values, true);
+  Growth growth{};
+  growth.diff = bench::ThreadSeconds([&] { Require(after.Diff(before, difference), "diff"); });
+  growth.merge = bench::ThreadSeconds([&] { Require(after.Merge(difference), "merge"); });
+  return {growth.diff / values, growth.merge / values};
+}
+
+// In a new process, as each command of the agent is: in this one, what other sizes have freed would
+// be put in order in the time of this one.
+Growth GrowthOf(int values) {
+  int ends[2];
+  Require(pipe(ends) == 0, "pipe");
+  const pid_t child = fork();
+  if (child == 0) {
+    const Growth growth = MeasureGrowth(values);
+    _exit(write(ends[1], &growth, sizeof growth) == sizeof growth ? 0 : 1);
+  }
+  close(ends[1]);
+  Growth growth{};
+  const bool isTold = read(ends[0], &growth, sizeof growth) == sizeof growth;
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  Require(isTold, "the measurement of a size failed");
+  return growth;
+}
+
 void GrowthRows() {
-  States few(kFew);
-  States many(kMany);
   bench::Pairs diffs;
   bench::Pairs merges;
-  for (int n = 0; n <= bench::kPairs; ++n) {
-    const double diff = few.Diff() / kFew;
-    const double merge = few.Merge() / kFew;
-    const double manyDiff = many.Diff() / kMany;
-    const double manyMerge = many.Merge() / kMany;
-    if (n == 0) continue;
-    diffs.Add(manyDiff, diff);
-    merges.Add(manyMerge, merge);
+  for (int n = 0; n < bench::kPairs; ++n) {
+    const Growth few = GrowthOf(kFew);
+    const Growth many = GrowthOf(kMany);
+    diffs.Add(many.diff, few.diff);
+    merges.Add(many.merge, few.merge);
   }
   bench::PrintTimes("diff, a value of 1,000,000 / a value of 10,000", diffs, 1.5);
   bench::PrintTimes("merge, a value of 1,000,000 / a value of 10,000", merges, 1.5);
@@ -225,7 +230,7 @@ void MemoryRow() {
 }  // namespace
 
 void bench::DocumentRows() {
-  FileRows();
   GrowthRows();
+  FileRows();
   MemoryRow();
 }

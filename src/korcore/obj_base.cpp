@@ -29,10 +29,16 @@ struct ObjSet::Index {
     return slots[slot];
   }
 
-  void Insert(ObjBase* element) {
+  // False when the name is there already.
+  bool Insert(ObjBase* element) {
     if ((used + 1) * 4 > slots.size() * 3) Grow();
-    Put(element);
+    size_t slot = Home(element->name);
+    for (; slots[slot] != nullptr; slot = Next(slot)) {
+      if (slots[slot]->name == element->name) return false;
+    }
+    slots[slot] = element;
     ++used;
+    return true;
   }
 
   void Erase(const ObjBase* element) {
@@ -130,10 +136,7 @@ bool ObjSet::Add(ObjBase* element) {
 }
 
 bool ObjSet::Insert(ObjBase* element, ObjBase* after) {
-  if (element == nullptr || element->owner != nullptr || Get(element->name) != nullptr) {
-    return false;
-  }
-  AddToIndex(element);
+  if (element == nullptr || element->owner != nullptr || !TakeName(element)) return false;
   element->owner = this;
   Link(element, after);
   ++count;
@@ -197,14 +200,15 @@ bool ObjSet::Rename(ObjBase* element, const KorString& newName) {
 }
 
 // What needs memory comes first, so that an element is in the set whole or not at all.
-void ObjSet::AddToIndex(ObjBase* element) {
+bool ObjSet::TakeName(ObjBase* element) {
   if (index == nullptr) {
-    if (count < kSearchedMembers) return;
+    if (Get(element->name) != nullptr) return false;
+    if (count < kSearchedMembers) return true;
     auto made = std::make_unique<Index>();
     for (ObjBase* member = head; member != nullptr; member = member->next) made->Insert(member);
     index = std::move(made);
   }
-  index->Insert(element);
+  return index->Insert(element);
 }
 
 void ObjSet::Link(ObjBase* element, ObjBase* after) {

@@ -132,7 +132,8 @@ class ObjSet {
   struct Index;
 
   bool Rename(ObjBase* element, const KorString& newName);
-  void AddToIndex(ObjBase* element);
+  // False when another member has the element's name.
+  bool TakeName(ObjBase* element);
   void Link(ObjBase* element, ObjBase* after);
   void Unlink(ObjBase* element);
   void AdoptMembers();
