@@ -1,26 +1,20 @@
 #include "kor/regex_search.h"
 
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cctype>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <list>
 #include <mutex>
-#include <new>
 #include <unordered_map>
-#include <vector>
 
 #include "kor/debug.h"
 #include "kor/mutex.h"
 #include "kor/regex.h"
-#include "kor/thread_owned.h"
+#include "kor/regex_workspace.h"
 
 namespace {
 
@@ -29,12 +23,6 @@ namespace {
 // over a long text meets it.
 constexpr uint64_t kBaseMatchLimit = 1'000'000;
 constexpr uint64_t kMatchLimitPerByte = 8;
-constexpr uint32_t kDepthLimit = 1'000'000;
-constexpr uint32_t kHeapLimitKiB = 64 * 1024;
-constexpr size_t kFirstJitStack = size_t{32} * 1024;
-constexpr size_t kLargestJitStack = size_t{1024} * 1024;
-// More than that a thread does not keep for its next search.
-constexpr size_t kMostKept = size_t{256} * 1024;
 
 // How far it may go from all starting points together. A subject of ordinary length is searched in
 // one call, with a lower limit for each point. What is longer, or does not end within that limit,
@@ -51,26 +39,6 @@ std::atomic<RegexBudget> budget = kBudget;
 
 constexpr size_t kCachedExpressions = 1024;
 
-template <auto Free>
-struct FreeWith {
-  template <typename T>
-  void operator()(T* object) const {
-    Free(object);
-  }
-};
-using Code = std::unique_ptr<pcre2_code, FreeWith<pcre2_code_free>>;
-using CompileContext = std::unique_ptr<pcre2_compile_context, FreeWith<pcre2_compile_context_free>>;
-using GeneralContext = std::unique_ptr<pcre2_general_context, FreeWith<pcre2_general_context_free>>;
-using MatchContext = std::unique_ptr<pcre2_match_context, FreeWith<pcre2_match_context_free>>;
-using MatchData = std::unique_ptr<pcre2_match_data, FreeWith<pcre2_match_data_free>>;
-using JitStack = std::unique_ptr<pcre2_jit_stack, FreeWith<pcre2_jit_stack_free>>;
-
-template <typename Owner>
-Owner Allocated(Owner owner) {
-  if (owner == nullptr) throw std::bad_alloc();
-  return owner;
-}
-
 // The only place that knows both the callers' option bits and the library's.
 uint32_t LibraryOptions(int options) {
   const auto bits = static_cast<unsigned int>(options);
@@ -83,8 +51,9 @@ uint32_t LibraryOptions(int options) {
 
 // What a line end is must not depend on how a distribution has built the library.
 pcre2_compile_context* LineFeedContext() {
-  static const CompileContext context = [] {
-    CompileContext made = Allocated(CompileContext(pcre2_compile_context_create(nullptr)));
+  static const PcreCompileContext context = [] {
+    PcreCompileContext made =
+        PcreAllocated(PcreCompileContext(pcre2_compile_context_create(nullptr)));
     pcre2_set_newline(made.get(), PCRE2_NEWLINE_LF);
     pcre2_set_bsr(made.get(), PCRE2_BSR_UNICODE);
     return made;
@@ -98,10 +67,6 @@ KorString LibraryMessage(int code) {
   return {reinterpret_cast<const char*>(text)};
 }
 
-PCRE2_SPTR Units(std::string_view text) {
-  return reinterpret_cast<PCRE2_SPTR>(text.data() == nullptr ? "" : text.data());
-}
-
 uint64_t ProcessorMicroseconds() {
   timespec time = {};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -112,111 +77,6 @@ uint64_t ProcessorMicroseconds() {
 bool IsTimeSpent(uint64_t timedFrom) {
   return ProcessorMicroseconds() > timedFrom + budget.load().microseconds;
 }
-
-// One call of the library.
-struct Attempt {
-  const pcre2_code* code;
-  size_t pairsNeeded;
-  std::string_view subject;
-  size_t from;
-  uint32_t options;
-  uint64_t steps = 0;              // from each starting point
-  size_t lastStart = PCRE2_UNSET;  // no match begins after it; only for windowed code
-  bool isJit = false;
-};
-
-// What a thread needs to match: kept from one search to the next, so that an ordinary search
-// allocates nothing.
-class MatchWorkspace {
- public:
-  static MatchWorkspace& OfThisThread() {
-    static KorThreadOwned<MatchWorkspace> workspaces;
-    return workspaces.OfThisThread();
-  }
-
-  MatchWorkspace()
-      : memory(Allocated(GeneralContext(pcre2_general_context_create(Allocate, Free, this)))),
-        context(Allocated(MatchContext(pcre2_match_context_create(nullptr)))),
-        stack(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr)) {
-    pcre2_set_depth_limit(context.get(), kDepthLimit);
-    pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
-    // Without JIT there is no stack, and none is needed.
-    if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
-  }
-
-  // The library's result code; from 1 on it is a match and Offsets() holds the groups.
-  int Match(const Attempt& attempt) {
-    if (attempt.pairsNeeded > pairs) MakeRoom(attempt.pairsNeeded);
-    SetLimits(attempt);
-    int result = attempt.isJit ? RunJit(attempt) : Run(attempt, 0);
-    // The interpreter keeps its state on the heap and gets further than the JIT stack does.
-    if (result == PCRE2_ERROR_JIT_STACKLIMIT) result = Run(attempt, PCRE2_NO_JIT);
-    if (result > 0) {
-      const size_t* const found = pcre2_get_ovector_pointer(data.get());
-      offsets.assign(found, found + 2 * attempt.pairsNeeded);
-    }
-    // The interpreter leaves its state with the match data: up to the heap limit.
-    if (largestBlock > kMostKept) Forget();
-    return result;
-  }
-
-  const size_t* Offsets() const { return offsets.data(); }
-  size_t BytesKept() const { return largestBlock; }
-
- private:
-  static void* Allocate(size_t size, void* user) {
-    auto& largest = static_cast<MatchWorkspace*>(user)->largestBlock;
-    largest = std::max(largest, size);
-    return std::malloc(size);
-  }
-  static void Free(void* block, void* /*user*/) { std::free(block); }
-
-  int Run(const Attempt& attempt, uint32_t moreOptions) {
-    return pcre2_match(attempt.code, Units(attempt.subject), attempt.subject.size(), attempt.from,
-                       attempt.options | moreOptions, data.get(), context.get());
-  }
-
-  // Spares the checks and choices of pcre2_match(), a third of a short search.
-  int RunJit(const Attempt& attempt) {
-    return pcre2_jit_match(attempt.code, Units(attempt.subject), attempt.subject.size(),
-                           attempt.from, attempt.options, data.get(), context.get());
-  }
-
-  // Seldom others than those of the search before.
-  void SetLimits(const Attempt& attempt) {
-    if (attempt.steps != steps) {
-      steps = attempt.steps;
-      pcre2_set_match_limit(context.get(), static_cast<uint32_t>(steps));
-    }
-    if (attempt.lastStart != lastStart) {
-      lastStart = attempt.lastStart;
-      pcre2_set_offset_limit(context.get(), lastStart);
-    }
-  }
-
-  void MakeRoom(size_t pairsNeeded) {
-    data = Allocated(
-        MatchData(pcre2_match_data_create(static_cast<uint32_t>(pairsNeeded), memory.get())));
-    pairs = pairsNeeded;
-  }
-
-  void Forget() {
-    data.reset();
-    pairs = 0;
-    largestBlock = 0;
-  }
-
-  // In this order: the match data is freed by way of the memory's functions.
-  size_t largestBlock = 0;
-  GeneralContext memory;
-  MatchContext context;
-  JitStack stack;
-  MatchData data;
-  size_t pairs = 0;
-  uint64_t steps = 0;
-  size_t lastStart = PCRE2_UNSET;
-  std::vector<size_t> offsets;
-};
 
 uint64_t MostSteps(size_t length) {
   return std::min<uint64_t>(kBaseMatchLimit + kMatchLimitPerByte * length,
@@ -273,7 +133,8 @@ bool IsDivisible(std::string_view pattern) {
 // Goes over the starting points window by window, with as few steps for each as will do.
 class PatientSearch {
  public:
-  PatientSearch(const Attempt& whole, const FirstBytes& firstBytes, uint64_t timedFromMicroseconds)
+  PatientSearch(const RegexAttempt& whole, const FirstBytes& firstBytes,
+                uint64_t timedFromMicroseconds)
       : attempt(whole),
         first(firstBytes),
         timedFrom(timedFromMicroseconds),
@@ -281,7 +142,7 @@ class PatientSearch {
     width = Widest();
   }
 
-  // As MatchWorkspace::Match().
+  // As RegexWorkspace::Match().
   int Run() {
     for (;;) {
       attempt.from = first.Next(attempt.subject, attempt.from);
@@ -289,7 +150,7 @@ class PatientSearch {
       const size_t room = attempt.subject.size() - attempt.from;
       attempt.lastStart = attempt.from + std::min(width - 1, room);
       attempt.steps = steps;
-      const int result = MatchWorkspace::OfThisThread().Match(attempt);
+      const int result = RegexWorkspace::OfThisThread().Match(attempt);
       if (result == PCRE2_ERROR_NOMATCH) {
         GoOn();
       } else if (result != PCRE2_ERROR_MATCHLIMIT || !LookCloser()) {
@@ -326,7 +187,7 @@ class PatientSearch {
     return true;
   }
 
-  Attempt attempt;
+  RegexAttempt attempt;
   const FirstBytes& first;
   const uint64_t timedFrom;
   const uint64_t mostSteps;
@@ -368,8 +229,8 @@ class CompiledRegex {
       Warn("Bad regular expression", error);
       return false;
     }
-    Attempt attempt{code.get(), groupCount + size_t{1}, subject, from,
-                    mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART};
+    RegexAttempt attempt{code.get(), groupCount + size_t{1}, subject, from,
+                         mayBeEmpty ? 0 : PCRE2_NOTEMPTY_ATSTART};
     const int result = Search(attempt, timedFrom);
     if (result > 0) return true;
     if (result == PCRE2_ERROR_NOMEMORY) throw std::bad_alloc();
@@ -385,9 +246,9 @@ class CompiledRegex {
   }
 
  private:
-  Code Compile(uint32_t compileOptions, int& reason, size_t& offset) const {
-    Code made(pcre2_compile(Units(pattern.View()), pattern.GetLength(), compileOptions, &reason,
-                            &offset, LineFeedContext()));
+  PcreCode Compile(uint32_t compileOptions, int& reason, size_t& offset) const {
+    PcreCode made(pcre2_compile(PcreUnits(pattern.View()), pattern.GetLength(), compileOptions,
+                                &reason, &offset, LineFeedContext()));
     // It would be remembered as a bad expression.
     if (made == nullptr && reason == PCRE2_ERROR_HEAP_FAILED) throw std::bad_alloc();
     // May be refused, by a hardened kernel for example: then the library interprets.
@@ -396,15 +257,15 @@ class CompiledRegex {
   }
 
   // The library's result code.
-  int Search(Attempt& attempt, uint64_t& timedFrom) {
+  int Search(RegexAttempt& attempt, uint64_t& timedFrom) {
     const size_t length = attempt.subject.size();
     attempt.steps = MostSteps(length);
     attempt.isJit = isJit && attempt.from <= length;
-    if (isAnchored) return MatchWorkspace::OfThisThread().Match(attempt);
+    if (isAnchored) return RegexWorkspace::OfThisThread().Match(attempt);
     const bool isCurtailed = attempt.steps * (length + 1) > kStepsInOneCall;
     if (isCurtailed) attempt.steps = std::max(kStepsInOneCall / (length + 1), kLeastSteps);
     if (!isDivisible || length <= kLongestInOneCall) {
-      const int result = MatchWorkspace::OfThisThread().Match(attempt);
+      const int result = RegexWorkspace::OfThisThread().Match(attempt);
       if (result != PCRE2_ERROR_MATCHLIMIT || !isCurtailed || !isDivisible) return result;
     }
     std::call_once(windowedOnce, [this] {
@@ -422,7 +283,7 @@ class CompiledRegex {
 
   const KorString pattern;
   const uint32_t options;
-  Code code;
+  PcreCode code;
   uint32_t groupCount = 0;
   bool isJit = false;
   bool isAnchored = false;
@@ -430,7 +291,7 @@ class CompiledRegex {
   // The same for searches of a window, made when there is one; ordinary searches are quicker
   // without.
   std::once_flag windowedOnce;
-  Code windowed;
+  PcreCode windowed;
   FirstBytes firstBytes;
   KorString error;
   std::atomic<bool> hasWarned = false;
@@ -528,7 +389,7 @@ bool RegexSearch::Find(std::string_view text, size_t from, bool mayBeEmpty) {
   hasSearched = true;
   if (!compiled->Match(text, from, mayBeEmpty, timedFrom)) return false;
   subject = text;
-  offsets = MatchWorkspace::OfThisThread().Offsets();
+  offsets = RegexWorkspace::OfThisThread().Offsets();
   return true;
 }
 
@@ -552,5 +413,5 @@ RegexBudget SetRegexBudget(RegexBudget given) {
 }
 
 size_t RegexBytesKept() {
-  return MatchWorkspace::OfThisThread().BytesKept();
+  return RegexWorkspace::OfThisThread().BytesKept();
 }

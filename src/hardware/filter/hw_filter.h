@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -14,6 +15,9 @@
 #include "korcore/obj_inv.h"
 
 namespace HardwareInventory {
+
+// What all values of an inventory may take together while they are translated, in bytes.
+inline constexpr size_t kMostBytesOfValues = size_t{256} * 1024 * 1024;
 
 // Belongs to one thread from its making to its end.
 class HwFilter {
@@ -51,7 +55,7 @@ class HwFilter {
   // passes is reached. Ends early, with an error logged, when all values together have become
   // longer than that: rules that lengthen values get there quickly. Throws KorThreadCancelled on a
   // thread that is cancelled.
-  void ProcessAttrs(ObjInv& inventory, size_t mostBytes = size_t{256} * 1024 * 1024) const;
+  void ProcessAttrs(ObjInv& inventory, size_t mostBytes = kMostBytesOfValues) const;
 
   // Applies all rules once to one attribute. False when it is to be rejected. `modified` says
   // whether a rule rewrote it (to the same text, too); a new value is stored at once, a new name is

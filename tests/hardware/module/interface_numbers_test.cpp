@@ -20,6 +20,10 @@ TEST(InterfaceNumbers, FileStoreCodes) {
   EXPECT_EQ(FILESTORE_ERROR_BADGUIDSCHEME, 44005U);
 }
 
+TEST(InterfaceNumbers, Bounds) {
+  EXPECT_EQ(kMostBytesOfValues, 268'435'456U);
+}
+
 TEST(InterfaceNumbers, Module) {
   EXPECT_EQ(HWINV_MODULE_NUMBER, 19U);
   EXPECT_EQ(HWINV_ERROR_BASE, 19000U);
