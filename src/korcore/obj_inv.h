@@ -24,7 +24,8 @@ class ObjInstAttr : public ObjBase {
   using ObjBase::ObjBase;
 
   const KorString& GetValue() const { return value; }
-  void SetValue(KorString text) { value = std::move(text); }
+  void SetValue(const KorString& text) { value = text; }
+  void SetValue(KorString&& text) { value = std::move(text); }
 
   // The value before the change, in a differential or a merge; null when there is none.
   const KorString* GetPreviousValue() const { return previousValue.get(); }
