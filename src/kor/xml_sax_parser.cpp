@@ -26,6 +26,16 @@ struct ParserFree {
 };
 using ParserHandle = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserFree>;
 
+// In ISO 8859-1 the library takes three signs for letters that it refuses in the names of a
+// document in UTF-8, as XML 1.0 does (2.3): such a document could be read, but not once it is
+// written again.
+bool IsName(std::string_view name) {
+  for (const std::string_view sign : {"\xC2\xAA", "\xC2\xB5", "\xC2\xBA"}) {
+    if (name.find(sign) != std::string_view::npos) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 // One reading: turns expat's callbacks into the events of its owner.
@@ -42,6 +52,7 @@ struct CsXmlSaxParser::Events {
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser.get(), kMaximumAmplification);
     XML_SetElementHandler(parser.get(), StartElement, EndElement);
     XML_SetCharacterDataHandler(parser.get(), CharacterData);
+    XML_SetProcessingInstructionHandler(parser.get(), ProcessingInstruction);
   }
 
   bool IsOver() const { return thrown != nullptr || owner.stopRequested; }
@@ -69,11 +80,18 @@ struct CsXmlSaxParser::Events {
       owner.Stop("elements are nested too deeply");
       return;
     }
+    CheckName(name);
+    for (const char** each = attributes; *each != nullptr; each += 2) CheckName(*each);
+    if (owner.stopRequested) return;
     owner.OnElementInit(name);
     for (; *attributes != nullptr && !owner.stopRequested; attributes += 2) {
       owner.OnElementAttr(attributes[0], attributes[1]);
     }
     if (!owner.stopRequested) owner.OnElementStart(name);
+  }
+
+  void CheckName(const char* name) {
+    if (!IsName(name)) owner.Stop(XML_ErrorString(XML_ERROR_INVALID_TOKEN));
   }
 
   static void XMLCALL StartElement(void* user, const char* name, const char** attributes) {
@@ -92,6 +110,11 @@ struct CsXmlSaxParser::Events {
   static void XMLCALL CharacterData(void* user, const char* data, int length) {
     Events& events = *static_cast<Events*>(user);
     events.Guard([&] { events.owner.OnElementData(data, static_cast<unsigned long>(length)); });
+  }
+
+  static void XMLCALL ProcessingInstruction(void* user, const char* target, const char*) {
+    Events& events = *static_cast<Events*>(user);
+    events.Guard([&] { events.CheckName(target); });
   }
 
   // False when nothing more is to be read.

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "kor/input_position.h"
 #include "support/captured_log.h"
@@ -97,6 +98,30 @@ TEST(XmlSaxParser, RefusesWhatItCannotDecode) {
             "line 1: unknown encoding");
   EXPECT_EQ(RefusalOf("<a>\n\xff</a>"), "line 2: not well-formed (invalid token)");
   EXPECT_EQ(RefusalOf("<a>\nx\0y</a>"s), "line 2: not well-formed (invalid token)");
+}
+
+// What is read in one encoding can be written in another.
+TEST(XmlSaxParser, NamesAreThoseOfUtf8InEveryEncoding) {
+  const TemporaryFolder folder;
+  const CapturedLog log(KorFrameworkLog());
+  const auto isRead = [&](const std::string& encoding, const std::string& root) {
+    CsXmlSaxParser parser;
+    return parser.ParseFile(
+        folder.Write("x.xml", "<?xml version='1.0' encoding='" + encoding + "'?>" + root));
+  };
+  for (int code = 0x80; code <= 0xff; ++code) {
+    const std::string latin(1, static_cast<char>(code));
+    const std::string utf8 = {static_cast<char>(0xc0 | code >> 6),
+                              static_cast<char>(0x80 | (code & 0x3f))};
+    for (const auto& [before, after] :
+         {std::pair<std::string, std::string>("<a", "/>"), {"<a ", "=''/>"}, {"<?a", " ?><a/>"}}) {
+      EXPECT_EQ(isRead("ISO-8859-1", before + latin + after),
+                isRead("UTF-8", before + utf8 + after))
+          << code << " in " << before << after;
+    }
+  }
+  EXPECT_TRUE(isRead("ISO-8859-1", "<\xe9/>"));
+  EXPECT_FALSE(isRead("ISO-8859-1", "<\xb5/>"));
 }
 
 TEST(XmlSaxParser, RefusesWhatIsNotWellFormed) {
