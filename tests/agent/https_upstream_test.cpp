@@ -197,13 +197,13 @@ TEST_F(HttpsUpstreamTest, EverythingArrivesOnceAndInOrderWhateverTheServerDoes) 
   EXPECT_FALSE(worker.LastFailure().IsEmpty());
   {
     const RunningServer faulty(folder, {"500", "ok", "lost", "cut", "500"}, port);
-    const auto end = steady_clock::now() + seconds(5);
+    const auto end = steady_clock::now() + seconds(60);
     while (Lines(folder, "arrived").size() < 3 && steady_clock::now() < end) {
       std::this_thread::sleep_for(milliseconds(5));
     }
   }
   const RunningServer server(folder, {"stall", "429", "cut", "lost"}, port);
-  EXPECT_EQ(0U, worker.DrainFor(seconds(8)));
+  EXPECT_EQ(0U, worker.DrainFor(seconds(60)));
   worker.Stop();
 
   EXPECT_EQ(ids, Lines(folder, "arrived"));
@@ -220,7 +220,7 @@ TEST_F(HttpsUpstreamTest, RefusedItemIsParkedAndTheNextOneGoes) {
   const RunningServer server(folder, {"404"});
   DeliveryWorker worker(queue, Upstream(server), {}, kFast);
   worker.Start();
-  EXPECT_EQ(0U, worker.DrainFor(seconds(5)));
+  EXPECT_EQ(0U, worker.DrainFor(seconds(60)));
   EXPECT_EQ(std::vector<std::string>{taken}, Lines(folder, "arrived"));
   EXPECT_EQ("the server answered 404: as it was told\n",
             folder.Read("queue/parked/" + refused + ".reason.txt"));
@@ -235,7 +235,7 @@ TEST_F(HttpsUpstreamTest, StopEndsATransferInProgressAtOnce) {
   DeliveryWorker worker(queue, std::make_unique<HttpsUpstream>(KorString(server.Url()), patient),
                         {}, kFast);
   worker.Start();
-  const auto end = steady_clock::now() + seconds(5);
+  const auto end = steady_clock::now() + seconds(60);
   while (Lines(folder, "requests.log").empty() && steady_clock::now() < end) {
     std::this_thread::sleep_for(milliseconds(5));
   }
