@@ -43,8 +43,9 @@ void AppendUtf8(std::string& out, uint32_t codePoint) {
 }  // namespace
 
 bool HasPlainCharacters(std::string_view document) {
-  return IsUtf8(document) && document.find("\xEF\xBF\xBE") == document.npos &&
-         document.find("\xEF\xBF\xBF") == document.npos;
+  constexpr size_t kNowhere = std::string_view::npos;
+  return IsUtf8(document) && document.find("\xEF\xBF\xBE") == kNowhere &&
+         document.find("\xEF\xBF\xBF") == kNowhere;
 }
 
 size_t AppendUnescaped(std::string& out, std::string_view text) {
