@@ -391,7 +391,7 @@ TEST_F(NeighboursTest, WaitForAModuleEndsWithTheAgent) {
   std::this_thread::sleep_for(milliseconds(50));
   const auto start = steady_clock::now();
   neighbours.Stop();
-  EXPECT_LT(steady_clock::now() - start, seconds(1));
+  EXPECT_LT(steady_clock::now() - start, seconds(60));
   EXPECT_EQ(0U, CountReceived());
   EXPECT_EQ(3U, Names(folder.Path("data/inbox")).size());
 }

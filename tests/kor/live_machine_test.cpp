@@ -289,16 +289,16 @@ TEST(LiveMachineCancel, ByForceKillsTheWholeCommandAtOnce) {
   const TemporaryFolder folder;
   const std::string ready = folder.Path("ready").Str();
   const std::string survived = folder.Path("survived").Str();
-  CommandThread thread("(sleep 2; touch " + survived + ") & touch " + ready +
+  CommandThread thread("(sleep 6; touch " + survived + ") & touch " + ready +
                        "; sleep 100 | cat; echo done");
   ASSERT_TRUE(thread.Start());
   ASSERT_TRUE(WaitForFile(KorString(ready)));
   const auto start = Clock::now();
   EXPECT_FALSE(thread.Cancel(50, false));
   EXPECT_TRUE(thread.Cancel(100, true)) << "a command under way must not keep the thread";
-  EXPECT_LT(Clock::now() - start, 1500ms);
+  EXPECT_LT(Clock::now() - start, 5s);
   EXPECT_TRUE(thread.unwound);
-  std::this_thread::sleep_until(start + 3s);
+  std::this_thread::sleep_until(start + 7s);
   EXPECT_FALSE(std::filesystem::exists(survived)) << "the process group must be gone";
 }
 
@@ -371,14 +371,14 @@ TEST(CommandTimeout, CommandThatTakesLongerIsKilledWithAllThatItStarted) {
   KorLiveMachine machine;
   machine.SetTimeout(200);
   const Clock::time_point start = Clock::now();
-  const KorCommandResult result = machine.RunCommand("echo begun; (sleep 2; touch " +
+  const KorCommandResult result = machine.RunCommand("echo begun; (sleep 6; touch " +
                                                      folder.Path("late") + ") & sleep 1000 | cat");
   EXPECT_EQ(Outcome::kKilled, result.outcome);
   EXPECT_EQ(SIGKILL, result.status);
   EXPECT_EQ("begun\n", result.output);
   EXPECT_GE(Clock::now() - start, 200ms);
-  EXPECT_LT(Clock::now() - start, 1900ms);
-  std::this_thread::sleep_for(start + 2500ms - Clock::now());
+  EXPECT_LT(Clock::now() - start, 5s);
+  std::this_thread::sleep_for(start + 7s - Clock::now());
   EXPECT_FALSE(std::filesystem::exists(folder.Path("late").Str()));
 }
 
