@@ -18,6 +18,7 @@
 
 #include "korcore/obj_inv.h"
 #include "ratios.h"
+#include "support/work_folder.h"
 #include "table.h"
 
 namespace {
@@ -47,28 +48,6 @@ void Require(bool isTrue, const char* what) {
   if (!isTrue) throw std::runtime_error(what);
 }
 
-// In memory where there is such a file system: the disk is not what is compared.
-class Folder {
- public:
-  Folder() {
-    std::string name =
-        std::filesystem::exists("/dev/shm") ? "/dev/shm/kor-bench-XXXXXX" : "/tmp/kor-bench-XXXXXX";
-    Require(mkdtemp(name.data()) != nullptr, "there is no room for files");
-    path = name;
-  }
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  std::string Path(const char* name) const { return path + "/" + name; }
-
- private:
-  std::string path;
-};
-
 std::string Content(const std::string& path) {
   std::ifstream file(path);
   std::stringstream content;
@@ -77,9 +56,9 @@ std::string Content(const std::string& path) {
 }
 
 // With the same care: a new file, synchronised, put in the place of the old one.
-void WriteBytes(const Folder& folder, const std::string& bytes) {
+void WriteBytes(const WorkFolder& folder, const std::string& bytes) {
   constexpr size_t kPiece = 65'536;
-  const std::string temporary = folder.Path("bare.tmp");
+  const std::string temporary = (folder.Path() / "bare.tmp").string();
   const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   for (size_t at = 0; at < bytes.size(); at += kPiece) {
     const size_t length = std::min(kPiece, bytes.size() - at);
@@ -87,8 +66,8 @@ void WriteBytes(const Folder& folder, const std::string& bytes) {
   }
   fsync(file);
   close(file);
-  Require(rename(temporary.c_str(), folder.Path("bare").c_str()) == 0, "rename");
-  const int parent = open(folder.Path("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  Require(rename(temporary.c_str(), (folder.Path() / "bare").c_str()) == 0, "rename");
+  const int parent = open(folder.Path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   fsync(parent);
   close(parent);
 }
@@ -143,10 +122,10 @@ void InsertRows(const std::string& path, const ObjInv& document) {
 }
 
 void FileRows() {
-  const Folder folder;
+  const WorkFolder folder;
   ObjInv document(nullptr);
   Fill(document, kSome, false);
-  const KorString file(folder.Path("document.xml"));
+  const KorString file((folder.Path() / "document.xml").string());
   const auto save = [&] { Require(document.Save(file), "save"); };
   save();
   const std::string bytes = Content(file.Str());
@@ -161,11 +140,12 @@ void FileRows() {
     Require(static_cast<bool>(parsed.load_file(file.CStr())), "pugixml");
   };
   bench::PrintTimes("parse of 100,000 values / pugixml", bench::ThreadTimes(parse, parseBare), 3);
-  const KorString dump(folder.Path("document.sqlite3"));
-  bench::PrintTimes("dump of 100,000 values / bare inserts and index",
-                    bench::ThreadTimes([&] { Require(document.Dump(dump), "dump"); },
-                                       [&] { InsertRows(folder.Path("bare.sqlite3"), document); }),
-                    1.2);
+  const KorString dump((folder.Path() / "document.sqlite3").string());
+  bench::PrintTimes(
+      "dump of 100,000 values / bare inserts and index",
+      bench::ThreadTimes([&] { Require(document.Dump(dump), "dump"); },
+                         [&] { InsertRows((folder.Path() / "bare.sqlite3").string(), document); }),
+      1.2);
 }
 
 // Seconds for a value.

@@ -1,11 +1,9 @@
 // Perl-compatible regular expressions over bytes.
 //
 // Patterns are compiled once and kept in a bounded cache. No UTF mode; newline is LF. A match limit
-// and a
-// bound on the time of the processor hold hostile patterns and texts: a search that meets one, like
-// a pattern that does not compile, is "no match" with one warning for that pattern in the
-// framework's log. A group that took no part in the
-// match is the empty text.
+// and a bound on the time of the processor hold hostile patterns and texts: a search that meets
+// one, like a pattern that does not compile, is "no match" with one warning for that pattern in the
+// framework's log. A group that took no part in the match is the empty text.
 
 #pragma once
 
