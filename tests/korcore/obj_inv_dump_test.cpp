@@ -85,6 +85,26 @@ void ReadTables(Database& database, ObjInv& out) {
   }
 }
 
+std::string Quoted(std::string name) {
+  for (size_t at = 0; (at = name.find('"', at)) != std::string::npos; at += 2) {
+    name.insert(at, "\"");
+  }
+  return '"' + name + '"';
+}
+
+// Each shows the instances of the class whose number its text ends with.
+void CheckViews(Database& database) {
+  for (const auto& view : database.Ask("SELECT name, tbl_name, sql FROM sqlite_master"
+                                       " WHERE type = 'view'")) {
+    EXPECT_EQ(view[1], view[0]);
+    const std::string id = view[2].substr(view[2].rfind(' ') + 1);
+    const Rows shown = database.Ask("SELECT * FROM " + Quoted(view[0]));
+    const Rows instances = database.Ask("SELECT name FROM instance WHERE class = " + id);
+    ASSERT_EQ(shown.size(), instances.size());
+    for (size_t row = 0; row < shown.size(); ++row) EXPECT_EQ(shown[row][0], instances[row][0]);
+  }
+}
+
 }  // namespace
 
 TEST(ObjInvDump, AClassAnswersUnderItsOwnName) {
@@ -123,13 +143,7 @@ TEST(ObjInvDump, TheTablesHoldEverything) {
               (Rows{{document.GetName().Str(), std::to_string(document.GetType()),
                      document.GetChecksum().Str(), document.GetLastChecksum().Str()}}));
     ASSERT_EQ(database.Ask("PRAGMA integrity_check"), (Rows{{"ok"}}));
-    for (const auto& view : database.Ask("SELECT name FROM sqlite_master WHERE type = 'view'")) {
-      std::string quoted = view[0];
-      for (size_t at = 0; (at = quoted.find('"', at)) != std::string::npos; at += 2) {
-        quoted.insert(at, "\"");
-      }
-      database.Ask("SELECT * FROM \"" + quoted + "\"");
-    }
+    CheckViews(database);
   }
 }
 
@@ -220,6 +234,38 @@ TEST(ObjInvDump, AViewHasAsManyColumnsAsSqliteGives) {
   ASSERT_EQ(rows[0].size(), 1'901u);
   EXPECT_EQ(rows[0][1'900], "1899");
   EXPECT_EQ(database.Ask("SELECT count(*) FROM value"), (Rows{{"2500"}}));
+}
+
+TEST(ObjInvDump, ViewsAreAsIfSqliteHadMadeThem) {
+  const TemporaryFolder folder;
+  ObjInv document(nullptr);
+  for (const char* name : {"it's \"it\"", "a;b", "-- c", "/* d", "\n", "main.instance", "select"}) {
+    document.Ensure(name)->Ensure(name, "String");
+    document.Ensure(name)->Ensure("i")->Ensure(name)->SetValue(name);
+  }
+  ASSERT_TRUE(document.Dump(folder.Path("dump")));
+  Database database(folder.Path("dump"));
+  const Rows written = database.Ask(
+      "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_master"
+      " WHERE type = 'view'");
+  ASSERT_EQ(written.size(), 7u);
+
+  // In a database of its own, from the same statements.
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(folder.Path("other").CStr(), &other), SQLITE_OK);
+  for (const auto& row : written) {
+    EXPECT_EQ(sqlite3_exec(other, row[4].c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(other);
+  }
+  sqlite3_close(other);
+
+  EXPECT_EQ(Database(folder.Path("other"))
+                .Ask("SELECT type, name, tbl_name, rootpage, sql"
+                     " FROM sqlite_master"),
+            written);
+  for (const auto& row : written) {
+    EXPECT_EQ(database.Ask("SELECT * FROM " + Quoted(row[1])), (Rows{{"i", row[1]}}));
+  }
 }
 
 TEST(ObjInvDump, MarksOfAMergeAreColumns) {
