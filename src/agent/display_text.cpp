@@ -58,7 +58,7 @@ class WidthTable {
   WidthTable& operator=(const WidthTable&) = delete;
 
   size_t WidthOf(uint32_t codePoint) const {
-    if (codePoint < 0x80 || locale == nullptr) return 1;
+    if (locale == nullptr) return 1;
     const locale_t before = uselocale(locale);
     const int width = wcwidth(static_cast<wchar_t>(codePoint));
     uselocale(before);
@@ -68,6 +68,12 @@ class WidthTable {
  private:
   locale_t locale;
 };
+
+size_t WidthOf(uint32_t codePoint) {
+  if (codePoint < 0x80) return 1;
+  static const WidthTable widths;
+  return widths.WidthOf(codePoint);
+}
 
 std::string Escape(unsigned char byte) {
   constexpr char kDigits[] = "0123456789abcdef";
@@ -94,14 +100,13 @@ void AppendEscaped(std::string_view bytes, std::vector<Glyph>& glyphs) {
 }  // namespace
 
 std::vector<Glyph> DisplayGlyphs(std::string_view bytes) {
-  static const WidthTable widths;
   std::vector<Glyph> glyphs;
   while (!bytes.empty()) {
     const CodePoint next = Decode(bytes);
     const size_t length = next.length == 0 ? 1 : next.length;
     const std::string_view piece = bytes.substr(0, length);
     if (next.length > 0 && IsHarmless(next.value)) {
-      glyphs.push_back({std::string(piece), widths.WidthOf(next.value)});
+      glyphs.push_back({std::string(piece), WidthOf(next.value)});
     } else {
       AppendEscaped(piece, glyphs);
     }

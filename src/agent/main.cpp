@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -70,6 +72,8 @@ struct Dispatch {
 
 int main(int argc, char** argv) {
   try {
+    // One heap for all threads: one at a time is busy, and a heap of its own grows by the page.
+    mallopt(M_ARENA_MAX, 1);
     agent::OccupyStandardDescriptors();
     agent::EndQuietlyWithoutMemory();
     // Inherited from whoever started the program; ignored, it loses the statuses of the commands.

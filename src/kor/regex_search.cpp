@@ -37,6 +37,13 @@ constexpr uint64_t kLeastSteps = 1024;
 constexpr uint64_t kStepsGrowth = 8;
 std::atomic<RegexBudget> budget = kBudget;
 
+// The library's compiling to machine code takes as long as some dozens of short searches do
+// without, and most expressions of a run are asked a few times only. So the first searches are
+// interpreted, as far as they get with few steps.
+constexpr uint32_t kSearchesBeforeJit = 32;
+constexpr size_t kLongestInterpreted = size_t{4} * 1024;
+constexpr uint64_t kInterpretedSteps = uint64_t{1} << 18;
+
 constexpr size_t kCachedExpressions = 1024;
 
 // The only place that knows both the callers' option bits and the library's.
@@ -214,8 +221,6 @@ class CompiledRegex {
     pcre2_pattern_info(code.get(), PCRE2_INFO_ALLOPTIONS, &all);
     isAnchored = (all & PCRE2_ANCHORED) != 0;
     isDivisible = IsDivisible(pattern.View());
-    size_t jitSize = 0;
-    isJit = pcre2_pattern_info(code.get(), PCRE2_INFO_JITSIZE, &jitSize) == 0 && jitSize != 0;
   }
 
   const KorString& Pattern() const { return pattern; }
@@ -251,14 +256,41 @@ class CompiledRegex {
                                 &reason, &offset, LineFeedContext()));
     // It would be remembered as a bad expression.
     if (made == nullptr && reason == PCRE2_ERROR_HEAP_FAILED) throw std::bad_alloc();
-    // May be refused, by a hardened kernel for example: then the library interprets.
-    if (made != nullptr) pcre2_jit_compile(made.get(), PCRE2_JIT_COMPLETE);
     return made;
+  }
+
+  // True when that told whether there is a match.
+  bool IsToldByInterpreter(RegexAttempt attempt, int& result) {
+    const size_t length = attempt.subject.size();
+    if (length > kLongestInterpreted) return false;
+    if (searches.fetch_add(1, std::memory_order_relaxed) >= kSearchesBeforeJit) return false;
+    attempt.steps = kInterpretedSteps / (length + 1);
+    attempt.isInterpreted = true;
+    result = RegexWorkspace::OfThisThread().Match(attempt);
+    return result > 0 || result == PCRE2_ERROR_NOMATCH;
+  }
+
+  // A copy, because others may be searching with the one that is there.
+  void MakeQuick() {
+    std::call_once(quickOnce, [this] {
+      quick = PcreAllocated(PcreCode(pcre2_code_copy(code.get())));
+      // May be refused, by a hardened kernel for example: then the library interprets.
+      pcre2_jit_compile(quick.get(), PCRE2_JIT_COMPLETE);
+      size_t jitSize = 0;
+      isJit = pcre2_pattern_info(quick.get(), PCRE2_INFO_JITSIZE, &jitSize) == 0 && jitSize != 0;
+      isQuick.store(true, std::memory_order_release);
+    });
   }
 
   // The library's result code.
   int Search(RegexAttempt& attempt, uint64_t& timedFrom) {
+    if (!isQuick.load(std::memory_order_acquire)) {
+      int result = 0;
+      if (IsToldByInterpreter(attempt, result)) return result;
+      MakeQuick();
+    }
     const size_t length = attempt.subject.size();
+    attempt.code = quick.get();
     attempt.steps = MostSteps(length);
     attempt.isJit = isJit && attempt.from <= length;
     if (isAnchored) return RegexWorkspace::OfThisThread().Match(attempt);
@@ -272,6 +304,7 @@ class CompiledRegex {
       int reason = 0;
       size_t offset = 0;
       windowed = Compile(options | PCRE2_USE_OFFSET_LIMIT, reason, offset);
+      if (windowed != nullptr) pcre2_jit_compile(windowed.get(), PCRE2_JIT_COMPLETE);
       firstBytes = FirstBytes(code.get());
     });
     if (windowed == nullptr) return PCRE2_ERROR_NOMEMORY;
@@ -285,9 +318,14 @@ class CompiledRegex {
   const uint32_t options;
   PcreCode code;
   uint32_t groupCount = 0;
-  bool isJit = false;
   bool isAnchored = false;
   bool isDivisible = true;
+  std::atomic<uint32_t> searches = 0;
+  // The same as machine code, made when it is searched often or long.
+  std::once_flag quickOnce;
+  std::atomic<bool> isQuick = false;
+  PcreCode quick;
+  bool isJit = false;
   // The same for searches of a window, made when there is one; ordinary searches are quicker
   // without.
   std::once_flag windowedOnce;

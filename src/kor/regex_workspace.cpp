@@ -23,16 +23,14 @@ RegexWorkspace& RegexWorkspace::OfThisThread() {
 
 RegexWorkspace::RegexWorkspace()
     : memory(PcreAllocated(PcreGeneralContext(pcre2_general_context_create(Allocate, Free, this)))),
-      context(PcreAllocated(PcreMatchContext(pcre2_match_context_create(nullptr)))),
-      stack(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr)) {
+      context(PcreAllocated(PcreMatchContext(pcre2_match_context_create(nullptr)))) {
   pcre2_set_depth_limit(context.get(), kDepthLimit);
   pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
-  // Without JIT there is no stack, and none is needed.
-  if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
 }
 
 int RegexWorkspace::Match(const RegexAttempt& attempt) {
   if (attempt.pairsNeeded > pairs) MakeRoom(attempt.pairsNeeded);
+  if (stack == nullptr && !attempt.isInterpreted) MakeStack();
   SetLimits(attempt);
   int result = attempt.isJit ? RunJit(attempt) : Run(attempt, 0);
   // The interpreter keeps its state on the heap and gets further than the JIT stack does.
@@ -83,6 +81,12 @@ void RegexWorkspace::MakeRoom(size_t pairsNeeded) {
   data = PcreAllocated(
       PcreMatchData(pcre2_match_data_create(static_cast<uint32_t>(pairsNeeded), memory.get())));
   pairs = pairsNeeded;
+}
+
+void RegexWorkspace::MakeStack() {
+  stack.reset(pcre2_jit_stack_create(kFirstJitStack, kLargestJitStack, nullptr));
+  // A library without machine code gives none and needs none.
+  if (stack != nullptr) pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
 }
 
 void RegexWorkspace::Forget() {

@@ -49,6 +49,7 @@ struct RegexAttempt {
   uint64_t steps = 0;              // from each starting point
   size_t lastStart = PCRE2_UNSET;  // no match begins after it; only for windowed code
   bool isJit = false;
+  bool isInterpreted = false;  // no machine code has been made of it
 };
 
 // What a thread needs to match: kept from one search to the next, so that an ordinary search
@@ -73,6 +74,7 @@ class RegexWorkspace {
   int RunJit(const RegexAttempt& attempt);
   void SetLimits(const RegexAttempt& attempt);
   void MakeRoom(size_t pairsNeeded);
+  void MakeStack();
   void Forget();
 
   // In this order: the match data is freed by way of the memory's functions.

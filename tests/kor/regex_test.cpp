@@ -302,13 +302,14 @@ TEST(RegexLimits, BudgetIsThatOfAllSearchesOfAReplacement) {
   EXPECT_TRUE(replaced.View().ends_with("aab"));
 }
 
-// Each of its searches ends with a match, but only after a million recursions.
+// Each of its searches ends with a match, but as machine code only after a million recursions. A
+// long text is not interpreted.
 TEST(RegexLimits, BudgetIsThatOfSearchesThatEachFindSomething) {
   const CapturedLog log(KorFrameworkLog());
   const RegexBudget budget = SetRegexBudget({50'000, 0});
   const KorString pattern("|(?R)(?#" + UniqueNumber() + ")");
 
-  const KorString replaced = RegexReplace("aaaaaaaaaaaaaaaaaaaa", pattern, "x", true);
+  const KorString replaced = RegexReplace(KorString(std::string(5'000, 'a')), pattern, "x", true);
 
   SetRegexBudget(budget);
   ASSERT_EQ(log.Entries().size(), 1U);
@@ -376,6 +377,30 @@ TEST(RegexLimits, ThreadGoesOnMatchingAfterALimit) {
   const KorString text(std::string(kHostileLength, 'a') + "b");
   EXPECT_FALSE(MatchRegex(text, KorString("(a+)+$(?#" + UniqueNumber() + ")"), true));
   EXPECT_EQ(Captures("abc", "(a)(b)(c)"), (Texts{"a", "b", "c"}));
+}
+
+// The first searches are interpreted, later ones run machine code.
+TEST(RegexLimits, ManyEqualSearchesFindTheSame) {
+  const CapturedLog log(KorFrameworkLog());
+  constexpr const char* kPatterns[] = {"^(\\w+)\\s*:\\s*(.*?)\\s*$",
+                                       "(a+)(?=b)|\\Bc",
+                                       "(?i)X(.)?",
+                                       "\\d(?R)?(q)",
+                                       "(?:(a)|b)*+c",
+                                       "",
+                                       "\\bnothing"};
+  constexpr const char* kTexts[] = {"key : value ", "xaab", "aabc", "1aXq22q", "", "\n", "bac x"};
+  const std::string unique = "(?#" + UniqueNumber() + ")";
+  for (const char* beginning : kPatterns) {
+    const KorString pattern(beginning + unique);
+    for (const char* text : kTexts) {
+      const KorString first = RegexReplace(text, pattern, "[\\0|\\1]", true);
+      for (int n = 0; n < 20; ++n) {
+        ASSERT_EQ(RegexReplace(text, pattern, "[\\0|\\1]", true), first) << beginning;
+      }
+    }
+  }
+  EXPECT_TRUE(log.Entries().empty()) << log.Text();
 }
 
 TEST(RegexCache, ManyPatternsAreForgottenAndCompiledAnew) {
