@@ -271,26 +271,29 @@ class CompiledRegex {
   }
 
   // A copy, because others may be searching with the one that is there.
-  void MakeQuick() {
+  const pcre2_code* MakeQuick() {
     std::call_once(quickOnce, [this] {
-      quick = PcreAllocated(PcreCode(pcre2_code_copy(code.get())));
+      quickOwner = PcreAllocated(PcreCode(pcre2_code_copy(code.get())));
       // May be refused, by a hardened kernel for example: then the library interprets.
-      pcre2_jit_compile(quick.get(), PCRE2_JIT_COMPLETE);
+      pcre2_jit_compile(quickOwner.get(), PCRE2_JIT_COMPLETE);
       size_t jitSize = 0;
-      isJit = pcre2_pattern_info(quick.get(), PCRE2_INFO_JITSIZE, &jitSize) == 0 && jitSize != 0;
-      isQuick.store(true, std::memory_order_release);
+      isJit =
+          pcre2_pattern_info(quickOwner.get(), PCRE2_INFO_JITSIZE, &jitSize) == 0 && jitSize != 0;
+      quick.store(quickOwner.get(), std::memory_order_release);
     });
+    return quickOwner.get();
   }
 
   // The library's result code.
   int Search(RegexAttempt& attempt, uint64_t& timedFrom) {
-    if (!isQuick.load(std::memory_order_acquire)) {
+    const pcre2_code* made = quick.load(std::memory_order_acquire);
+    if (made == nullptr) {
       int result = 0;
       if (IsToldByInterpreter(attempt, result)) return result;
-      MakeQuick();
+      made = MakeQuick();
     }
     const size_t length = attempt.subject.size();
-    attempt.code = quick.get();
+    attempt.code = made;
     attempt.steps = MostSteps(length);
     attempt.isJit = isJit && attempt.from <= length;
     if (isAnchored) return RegexWorkspace::OfThisThread().Match(attempt);
@@ -323,8 +326,8 @@ class CompiledRegex {
   std::atomic<uint32_t> searches = 0;
   // The same as machine code, made when it is searched often or long.
   std::once_flag quickOnce;
-  std::atomic<bool> isQuick = false;
-  PcreCode quick;
+  PcreCode quickOwner;
+  std::atomic<const pcre2_code*> quick = nullptr;
   bool isJit = false;
   // The same for searches of a window, made when there is one; ordinary searches are quicker
   // without.
