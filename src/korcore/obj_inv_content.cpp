@@ -20,29 +20,10 @@ bool SameSets(const ObjSetOf<T>& left, const ObjSetOf<T>& right) {
   return true;
 }
 
-bool IsMarked(const ObjInstAttr& value) {
-  return value.HasMarks() || value.GetPreviousValue() != nullptr;
-}
-
-bool IsMarked(const ObjTypeAttr& attribute) {
-  return attribute.HasMarks() || attribute.GetPreviousDefinition() != nullptr;
-}
-
-template <typename T>
-bool AnyMarked(const ObjSetOf<T>& set);
-
-bool IsMarked(const ObjInst& instance) {
-  return instance.HasMarks() || AnyMarked(instance.Attributes());
-}
-
-bool IsMarked(const ObjType& type) {
-  return type.HasMarks() || AnyMarked(type.Attributes()) || AnyMarked(type.Instances());
-}
-
 template <typename T>
 bool AnyMarked(const ObjSetOf<T>& set) {
   for (const T* member : set) {
-    if (IsMarked(*member)) return true;
+    if (HoldsMarks(*member)) return true;
   }
   return false;
 }
@@ -83,8 +64,12 @@ bool Same(const ObjType& left, const ObjType& right) {
          SameSets(left.Instances(), right.Instances());
 }
 
-bool HasMarks(const ObjInv& document) {
-  return AnyMarked(document.Objects());
+bool HoldsMarks(const ObjInst& instance) {
+  return IsMarked(instance) || AnyMarked(instance.Attributes());
+}
+
+bool HoldsMarks(const ObjType& type) {
+  return IsMarked(type) || AnyMarked(type.Attributes()) || AnyMarked(type.Instances());
 }
 
 }  // namespace obj_inv_content

@@ -14,7 +14,45 @@ namespace {
 
 using obj_inv_content::Append;
 using obj_inv_content::CopyOf;
+using obj_inv_content::HoldsMarks;
+using obj_inv_content::Insert;
+using obj_inv_content::IsMarked;
 using obj_inv_order::PlaceOf;
+
+// Finds members of a set by their names. When they are asked for in the set's own order, as they
+// nearly always are, it takes no look-up.
+class Finder {
+ public:
+  explicit Finder(const ObjSet& searchedSet) : set(searchedSet), expected(set.Head()) {}
+
+  // Null when absent.
+  const ObjBase* Find(const KorString& name) {
+    if (expected != nullptr && expected->GetName() == name) return Found(expected);
+    wereAllExpected = false;
+    const ObjBase* member = set.Get(name);
+    return member == nullptr ? nullptr : Found(member);
+  }
+
+  // Whether all were there and asked for one after the other, from the first to the last.
+  bool FoundAllInOrder() const { return wereAllExpected && expected == nullptr; }
+
+ private:
+  const ObjBase* Found(const ObjBase* member) {
+    expected = ObjSet::After(member);
+    return member;
+  }
+
+  const ObjSet& set;
+  const ObjBase* expected;
+  bool wereAllExpected = true;
+};
+
+template <typename T>
+class FinderOf : public Finder {
+ public:
+  explicit FinderOf(const ObjSetOf<T>& searchedSet) : Finder(searchedSet) {}
+  const T* Find(const KorString& name) { return static_cast<const T*>(Finder::Find(name)); }
+};
 
 // Walks the members of one set that another has too.
 class CommonMembers {
@@ -24,7 +62,7 @@ class CommonMembers {
 
   // Null at the end.
   const ObjBase* Next() {
-    while (at != nullptr && other.Get(at->GetName()) == nullptr) at = ObjSet::After(at);
+    while (at != nullptr && other.Find(at->GetName()) == nullptr) at = ObjSet::After(at);
     const ObjBase* member = at;
     if (at != nullptr) at = ObjSet::After(at);
     return member;
@@ -32,7 +70,7 @@ class CommonMembers {
 
  private:
   const ObjBase* at;
-  const ObjSet& other;
+  Finder other;
 };
 
 // Which of the positions stay when only those may that come one after the other in rising order,
@@ -100,10 +138,12 @@ class Moves {
     }
     std::vector<const ObjBase*> members;
     std::vector<size_t> positions;
-    CommonMembers inNew(now, old);
-    while (const ObjBase* member = inNew.Next()) {
+    Finder inOld(old);
+    for (const ObjBase* member = now.Head(); member != nullptr; member = ObjSet::After(member)) {
+      const ObjBase* before = inOld.Find(member->GetName());
+      if (before == nullptr) continue;
       members.push_back(member);
-      positions.push_back(positionInOld[old.Get(member->GetName())]);
+      positions.push_back(positionInOld[before]);
     }
     const std::vector<bool> kept = KeepMost(positions);
     for (size_t at = 0; at < members.size(); ++at) {
@@ -119,102 +159,143 @@ class Moves {
   const ObjBase* lastKept = nullptr;
 };
 
-// Fills the element with how the two, of one name, differ; false when they do not.
-bool Differ(const ObjInstAttr& old, const ObjInstAttr& now, ObjInstAttr& out) {
-  if (old.GetValue() == now.GetValue()) return false;
-  out.SetValue(now.GetValue());
-  out.SetPreviousValue(old.GetValue());
-  return true;
-}
-
-bool Differ(const ObjTypeAttr& old, const ObjTypeAttr& now, ObjTypeAttr& out) {
-  if (old.GetDefinition() == now.GetDefinition()) return false;
-  out.SetDefinition(now.GetDefinition());
-  out.SetPreviousDefinition(old.GetDefinition());
-  return true;
-}
-
 template <typename T>
-bool SetsDiffer(const ObjSetOf<T>& old, const ObjSetOf<T>& now, ObjSetOf<T>& out);
-
-bool Differ(const ObjInst& old, const ObjInst& now, ObjInst& out) {
-  return SetsDiffer(old.Attributes(), now.Attributes(), out.Attributes());
-}
-
-bool Differ(const ObjType& old, const ObjType& now, ObjType& out) {
-  const bool attributesDiffer = SetsDiffer(old.Attributes(), now.Attributes(), out.Attributes());
-  const bool instancesDiffer = SetsDiffer(old.Instances(), now.Instances(), out.Instances());
-  return attributesDiffer || instancesDiffer;
-}
-
-// Null when nothing is to be said of the member.
-template <typename T>
-std::unique_ptr<T> DifferenceOf(const T& old, const T& now, bool isMoved) {
+std::unique_ptr<T> NewModified(const T& now) {
   auto made = std::make_unique<T>(now.GetName());
-  const bool isModified = Differ(old, now, *made);
-  if (!isModified && !isMoved) return nullptr;
-  if (isModified) made->SetChange(ObjChange::kModified);
-  if (isMoved) {
-    made->SetPlace(PlaceOf(now));
-    made->SetPreviousPlace(PlaceOf(old));
-  }
+  made->SetChange(ObjChange::kModified);
   return made;
 }
 
-template <typename T>
-void ListAddedAndModified(const ObjSetOf<T>& old, const ObjSetOf<T>& now, const Moves& moves,
-                          ObjSetOf<T>& out) {
-  bool isPastKept = moves.LastKept() == nullptr;
-  for (const T* member : now) {
-    const T* before = old.Get(member->GetName());
-    std::unique_ptr<T> made;
-    if (before == nullptr) {
-      made = CopyOf(*member, ObjChange::kAdded);
-      if (!isPastKept) made->SetPlace(PlaceOf(*member));
-    } else {
-      made = DifferenceOf(*before, *member, moves.IsMoved(member));
-    }
-    if (made != nullptr) Append(out, std::move(made));
-    isPastKept = isPastKept || member == moves.LastKept();
+class Comparison {
+ public:
+  // Lists in the empty set how the two differ.
+  template <typename T>
+  void Compare(const ObjSetOf<T>& old, const ObjSetOf<T>& now, ObjSetOf<T>& out) {
+    if (ListModified(old, now, out)) return;
+    const Moves moves(old, now);
+    ListAddedAndMoved(old, now, moves, out);
+    ListRemoved(old, now, moves, out);
   }
-}
 
-template <typename T>
-void ListRemoved(const ObjSetOf<T>& old, const ObjSetOf<T>& now, const Moves& moves,
-                 ObjSetOf<T>& out) {
-  const ObjBase* lastKept = moves.LastKept();
-  const ObjBase* lastKeptInOld = lastKept == nullptr ? nullptr : old.Get(lastKept->GetName());
-  bool isPastKept = lastKeptInOld == nullptr;
-  for (const T* member : old) {
-    if (now.Get(member->GetName()) == nullptr) {
-      auto made = CopyOf(*member, ObjChange::kRemoved);
-      if (!isPastKept) made->SetPreviousPlace(PlaceOf(*member));
-      Append(out, std::move(made));
+  // Whether anything on either side had a mark, a place or a previous state.
+  bool HasMetMarks() const { return hasMetMarks; }
+
+ private:
+  // False when there is more to say: not both have the same names in the same order.
+  template <typename T>
+  bool ListModified(const ObjSetOf<T>& old, const ObjSetOf<T>& now, ObjSetOf<T>& out) {
+    FinderOf<T> inOld(old);
+    for (const T* member : now) {
+      const T* before = inOld.Find(member->GetName());
+      if (before == nullptr) continue;
+      hasMetMarks |= IsMarked(*before) || IsMarked(*member);
+      if (std::unique_ptr<T> made = Modification(*before, *member)) Append(out, std::move(made));
     }
-    isPastKept = isPastKept || member == lastKeptInOld;
+    return inOld.FoundAllInOrder();
   }
-}
 
-template <typename T>
-bool SetsDiffer(const ObjSetOf<T>& old, const ObjSetOf<T>& now, ObjSetOf<T>& out) {
-  const Moves moves(old, now);
-  ListAddedAndModified(old, now, moves, out);
-  ListRemoved(old, now, moves, out);
-  return out.Count() != 0;
-}
+  // How the two, of one name, differ below; null when they do not.
+  std::unique_ptr<ObjInstAttr> Modification(const ObjInstAttr& old, const ObjInstAttr& now) {
+    if (old.GetValue() == now.GetValue()) return nullptr;
+    auto made = NewModified(now);
+    made->SetValue(now.GetValue());
+    made->SetPreviousValue(old.GetValue());
+    return made;
+  }
+
+  std::unique_ptr<ObjTypeAttr> Modification(const ObjTypeAttr& old, const ObjTypeAttr& now) {
+    if (old.GetDefinition() == now.GetDefinition()) return nullptr;
+    auto made = NewModified(now);
+    made->SetDefinition(now.GetDefinition());
+    made->SetPreviousDefinition(old.GetDefinition());
+    return made;
+  }
+
+  std::unique_ptr<ObjInst> Modification(const ObjInst& old, const ObjInst& now) {
+    ObjSetOf<ObjInstAttr> values;
+    Compare(old.Attributes(), now.Attributes(), values);
+    if (values.Count() == 0) return nullptr;
+    auto made = NewModified(now);
+    made->Attributes().Swap(values);
+    return made;
+  }
+
+  std::unique_ptr<ObjType> Modification(const ObjType& old, const ObjType& now) {
+    ObjSetOf<ObjTypeAttr> attributes;
+    ObjSetOf<ObjInst> instances;
+    Compare(old.Attributes(), now.Attributes(), attributes);
+    Compare(old.Instances(), now.Instances(), instances);
+    if (attributes.Count() + instances.Count() == 0) return nullptr;
+    auto made = NewModified(now);
+    made->Attributes().Swap(attributes);
+    made->Instances().Swap(instances);
+    return made;
+  }
+
+  // Puts them between the modified, which are listed already, in the new set's order.
+  template <typename T>
+  void ListAddedAndMoved(const ObjSetOf<T>& old, const ObjSetOf<T>& now, const Moves& moves,
+                         ObjSetOf<T>& out) {
+    FinderOf<T> inOld(old);
+    ObjBase* last = nullptr;
+    const auto stepTo = [&](const T& member) {
+      ObjBase* next = last == nullptr ? out.Head() : ObjSet::After(last);
+      const bool isListed = next != nullptr && next->GetName() == member.GetName();
+      if (isListed) last = next;
+      return isListed;
+    };
+    bool isPastKept = moves.LastKept() == nullptr;
+    for (const T* member : now) {
+      const T* before = inOld.Find(member->GetName());
+      if (before == nullptr) {
+        hasMetMarks |= HoldsMarks(*member);
+        last = Insert(out, CopyOf(*member, ObjChange::kAdded), last);
+        if (!isPastKept) last->SetPlace(PlaceOf(*member));
+      } else if (moves.IsMoved(member)) {
+        if (!stepTo(*member)) last = Insert(out, std::make_unique<T>(member->GetName()), last);
+        last->SetPlace(PlaceOf(*member));
+        last->SetPreviousPlace(PlaceOf(*before));
+      } else {
+        stepTo(*member);
+      }
+      isPastKept = isPastKept || member == moves.LastKept();
+    }
+  }
+
+  template <typename T>
+  void ListRemoved(const ObjSetOf<T>& old, const ObjSetOf<T>& now, const Moves& moves,
+                   ObjSetOf<T>& out) {
+    Finder inNew(now);
+    const ObjBase* lastKept = moves.LastKept();
+    const ObjBase* lastKeptInOld = lastKept == nullptr ? nullptr : old.Get(lastKept->GetName());
+    bool isPastKept = lastKeptInOld == nullptr;
+    for (const T* member : old) {
+      if (inNew.Find(member->GetName()) == nullptr) {
+        hasMetMarks |= HoldsMarks(*member);
+        auto made = CopyOf(*member, ObjChange::kRemoved);
+        if (!isPastKept) made->SetPreviousPlace(PlaceOf(*member));
+        Append(out, std::move(made));
+      }
+      isPastKept = isPastKept || member == lastKeptInOld;
+    }
+  }
+
+  bool hasMetMarks = false;
+};
 
 }  // namespace
 
 bool ObjInv::Diff(const ObjInv& old, ObjInv& out) const {
-  if (obj_inv_content::HasMarks(*this) || obj_inv_content::HasMarks(old)) {
-    out.objects.Clear();
-    KorDebug log("Inventory", "Inventory documents");
-    log.SetContext(context);
-    log.ErrorWithNL("Failed to compare inventories: one of them is a differential or a merge");
-    return false;
-  }
+  Comparison comparison;
   ObjSetOf<ObjType> made;
-  SetsDiffer(old.objects, objects, made);
-  out.objects.Swap(made);
-  return true;
+  comparison.Compare(old.objects, objects, made);
+  if (!comparison.HasMetMarks()) {
+    out.objects.Swap(made);
+    return true;
+  }
+  out.objects.Clear();
+  KorDebug log("Inventory", "Inventory documents");
+  log.SetContext(context);
+  log.ErrorWithNL("Failed to compare inventories: one of them is a differential or a merge");
+  return false;
 }

@@ -10,6 +10,7 @@ namespace {
 
 using obj_inv_content::Append;
 using obj_inv_content::CopyOf;
+using obj_inv_content::Insert;
 using obj_inv_order::LooseMembers;
 using obj_inv_order::StandsAt;
 
@@ -83,9 +84,7 @@ bool BringBack(const T& removed, ObjSetOf<T>& out) {
     after = place->IsFirst() ? nullptr : out.Get(place->GetAfter());
     if (after == nullptr && !place->IsFirst()) return false;
   }
-  if (!out.Insert(made.get(), after)) return false;
-  static_cast<void>(made.release());
-  return true;
+  return Insert(out, std::move(made), after) != nullptr;
 }
 
 template <typename T>
