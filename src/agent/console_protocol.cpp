@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "agent/container_json.h"
 #include "agent/near_miss.h"
@@ -133,7 +134,11 @@ Result<ConsoleAnswer> ParseConsoleAnswer(std::string_view line, int indentation)
   const ordered_json& json = parsed.Value();
   try {
     ConsoleAnswer answer;
-    answer.code = json.at("code").get<uint32_t>();
+    const int64_t code = JsonInteger(json.at("code"));
+    if (!std::in_range<uint32_t>(code)) {
+      return Complaint("the agent's answer cannot be read: its code is not one");
+    }
+    answer.code = static_cast<uint32_t>(code);
     for (const char* member : {"container", "status", "actions"}) {
       if (json.contains(member)) answer.content = JsonText(json[member], indentation);
     }

@@ -165,6 +165,10 @@ Result<KorContainer> ContainerFromJson(const ordered_json& json) {
   return Reader().ReadObject(json, "", 1);
 }
 
+int64_t JsonInteger(const ordered_json& json) {
+  return json.get_ref<const ordered_json::number_integer_t&>();
+}
+
 std::string JsonText(const ordered_json& json, int indentation) {
   return json.dump(indentation, ' ', false, ordered_json::error_handler_t::replace);
 }

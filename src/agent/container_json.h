@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -28,6 +29,10 @@ Result<KorContainer> ContainerFromJsonText(std::string_view text);
 // is refused: an object with more than 1024 members (each is looked for among all others), and
 // levels without number.
 Result<nlohmann::ordered_json> ParseJson(std::string_view text);
+
+// The whole number that it is; throws nlohmann::ordered_json::exception when it is anything else.
+// get() converts fractions as well, and what it makes of one that does not fit is undefined.
+int64_t JsonInteger(const nlohmann::ordered_json& json);
 
 // Text of JSON that never fails: what is not UTF-8 becomes U+FFFD.
 std::string JsonText(const nlohmann::ordered_json& json, int indentation = -1);

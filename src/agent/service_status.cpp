@@ -7,6 +7,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "agent/container_json.h"
 #include "agent/display_text.h"
 #include "agent/time_text.h"
 #include "kor/ini_file.h"
@@ -92,8 +93,12 @@ class Lines {
   std::string text;
 };
 
+std::string NumberText(const ordered_json& json) {
+  return std::to_string(JsonInteger(json));
+}
+
 std::string SecondsText(const ordered_json& json) {
-  return std::to_string(json.get<int64_t>()) + " s";
+  return NumberText(json) + " s";
 }
 
 std::string CommandText(const ordered_json& command) {
@@ -123,9 +128,9 @@ std::string TimerText(const ordered_json& timer) {
 }
 
 std::string QueueText(const ordered_json& queue) {
-  std::string text = std::to_string(queue.at("files").get<uint64_t>()) + " files and " +
-                     std::to_string(queue.at("actions").get<uint64_t>()) + " actions wait, " +
-                     std::to_string(queue.at("parked").get<uint64_t>()) + " are parked";
+  std::string text = NumberText(queue.at("files")) + " files and " +
+                     NumberText(queue.at("actions")) + " actions wait, " +
+                     NumberText(queue.at("parked")) + " are parked";
   const auto failure = queue.at("lastFailure").get<std::string>();
   if (!failure.empty()) text += "; " + failure;
   return text;
@@ -135,7 +140,7 @@ std::string Render(const ordered_json& status) {
   Lines lines;
   const ordered_json& agent = status.at("agent");
   lines.Add("Agent", agent.at("version").get<std::string>() + ", process " +
-                         std::to_string(agent.at("process").get<int64_t>()) + ", since " +
+                         NumberText(agent.at("process")) + ", since " +
                          agent.at("since").get<std::string>());
   lines.Add("Home", agent.at("home").get<std::string>());
   for (const ordered_json& module : status.at("modules")) {
@@ -152,7 +157,7 @@ std::string Render(const ordered_json& status) {
   for (const ordered_json& action : status.at("actions")) {
     lines.Add("Action", action.at("name").get<std::string>() + " " + InProgressText(action));
   }
-  if (const auto waiting = status.at("waitingActions").get<uint64_t>(); waiting > 0) {
+  if (const int64_t waiting = JsonInteger(status.at("waitingActions")); waiting > 0) {
     lines.Add("Waiting", std::to_string(waiting) + " actions");
   }
   return lines.Text();

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cctype>
 #include <cstdint>
-#include <ctime>
 #include <limits>
 #include <list>
 #include <mutex>
@@ -13,6 +12,7 @@
 
 #include "kor/debug.h"
 #include "kor/mutex.h"
+#include "kor/processor_time.h"
 #include "kor/regex.h"
 #include "kor/regex_workspace.h"
 
@@ -74,15 +74,8 @@ KorString LibraryMessage(int code) {
   return {reinterpret_cast<const char*>(text)};
 }
 
-uint64_t ProcessorMicroseconds() {
-  timespec time = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return static_cast<uint64_t>(time.tv_sec) * 1'000'000 +
-         static_cast<uint64_t>(time.tv_nsec) / 1000;
-}
-
 bool IsTimeSpent(uint64_t timedFrom) {
-  return ProcessorMicroseconds() > timedFrom + budget.load().microseconds;
+  return KorProcessorMicroseconds() > timedFrom + budget.load().microseconds;
 }
 
 uint64_t MostSteps(size_t length) {
@@ -313,7 +306,7 @@ class CompiledRegex {
     if (windowed == nullptr) return PCRE2_ERROR_NOMEMORY;
     attempt.code = windowed.get();
     attempt.isJit = false;
-    if (timedFrom == 0) timedFrom = ProcessorMicroseconds();
+    if (timedFrom == 0) timedFrom = KorProcessorMicroseconds();
     return PatientSearch(attempt, firstBytes, timedFrom).Run();
   }
 
@@ -419,9 +412,9 @@ bool RegexSearch::Find(std::string_view text, size_t from, bool mayBeEmpty) {
   // A single search is not timed unless it takes long: reading the clock costs as much as a short
   // one.
   if (hasSearched) {
-    if (timedFrom == 0) timedFrom = ProcessorMicroseconds();
+    if (timedFrom == 0) timedFrom = KorProcessorMicroseconds();
     timedFrom += budget.load().forEachSearch;
-    if (IsTimeSpent(timedFrom)) {
+    if (tick.HasPassed() && IsTimeSpent(timedFrom)) {
       WarnGivenUp("Gave up the search for regular expression",
                   LibraryMessage(PCRE2_ERROR_MATCHLIMIT));
       return false;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 
+#include "kor/processor_time.h"
 #include "kor/string.h"
 
 class CompiledRegex;
@@ -44,6 +45,7 @@ class RegexSearch {
   const size_t* offsets = nullptr;
   // The processor's time, in microseconds, from which on its searches are timed; 0 until then.
   uint64_t timedFrom = 0;
+  KorTick tick;
   bool hasSearched = false;
 };
 

@@ -152,5 +152,18 @@ TEST(ConsoleAnswer, ErrorsAndContentsAreToldApart) {
   EXPECT_FALSE(ParseConsoleAnswer("{}", 2).IsOk());
 }
 
+TEST(ConsoleAnswer, CodeIsAWholeNumberOf32Bits) {
+  for (const char* code : {"0", "4294967295"}) {
+    EXPECT_TRUE(ParseConsoleAnswer(R"({"code":)" + std::string(code) + "}", -1).IsOk()) << code;
+  }
+  for (const char* code : {"1.5", "518446744073709551615", "-242949672961474836480", "1e300",
+                           "4294967296", "-1", "18446744073709551615", "true", "\"1\""}) {
+    const Result<ConsoleAnswer> answer =
+        ParseConsoleAnswer(R"({"code":)" + std::string(code) + "}", -1);
+    ASSERT_FALSE(answer.IsOk()) << code;
+    EXPECT_TRUE(answer.Reason().View().starts_with("the agent's answer cannot be read: ")) << code;
+  }
+}
+
 }  // namespace
 }  // namespace agent

@@ -101,14 +101,14 @@ TEST_F(FilterApply, ExplainsThatNothingWasDone) {
   EXPECT_EQ("no rule changed or rejected anything\n", run.output);
 }
 
-TEST_F(FilterApply, SignalEndsATranslationThatGoesOnForEver) {
+TEST_F(FilterApply, SignalEndsALongTranslation) {
   const KorString endless =
       folder.Write("endless.xml", R"(<HWINVCONFIG><TRANSLATEHWLIST maxpass="4294967295">
       <TRANSLATEHW label="again"><MATCHHW><ATTRNAME>Model</ATTRNAME></MATCHHW>
       <ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE>x</ATTRVALUE></MODIFYHW></TRANSLATEHW>
       </TRANSLATEHWLIST></HWINVCONFIG>)");
   folder.Write("destination.xml", "before");
-  // The action removes the destination first, and then is at it for years.
+  // The action removes the destination first, and then is at it for a while.
   std::thread interrupter([this] {
     while (FileExists(destination)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     kill(ProgramRun::Latest(), SIGINT);

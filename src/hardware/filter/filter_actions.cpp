@@ -34,7 +34,12 @@ bool FilterInventory(const HwFilter& filter, const KorString& source,
     debugInv.ErrorWithNL("Failed to parse inventory (%S)", source);
     return false;
   }
-  filter.ProcessAttrs(inventory);
+  try {
+    filter.ProcessAttrs(inventory);
+  } catch (const HwFilterGivenUp& error) {
+    debugInv.ErrorWithNL("Failed to filter inventory '%S': %s", source, error.what());
+    return false;
+  }
   if (!inventory.Save(destination)) {
     debugInv.ErrorWithNL("Failed to write inventory '%S'", destination);
     return false;

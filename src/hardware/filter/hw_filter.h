@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 
 #include "hardware/filter/hw_filter_attr.h"
 #include "hardware/filter/hw_filter_wmi_class.h"
@@ -16,8 +17,16 @@
 
 namespace HardwareInventory {
 
-// What all values of an inventory may take together while they are translated, in bytes.
-inline constexpr size_t kMostBytesOfValues = size_t{256} * 1024 * 1024;
+// What a translation may cost. It is given up beyond.
+struct HwFilterLimits {
+  size_t bytesOfValues = size_t{256} * 1024 * 1024;  // of all values of the inventory together
+  uint32_t milliseconds = 10'000;                    // of the processor
+};
+
+class HwFilterGivenUp : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // Belongs to one thread from its making to its end.
 class HwFilter {
@@ -52,10 +61,11 @@ class HwFilter {
   const KorString& File() const { return file; }
 
   // Runs the rules over every value of the inventory until a pass changes nothing or the number of
-  // passes is reached. Ends early, with an error logged, when all values together have become
-  // longer than that: rules that lengthen values get there quickly. Throws KorThreadCancelled on a
+  // passes is reached. Throws HwFilterGivenUp at one of the limits, which rules get to that
+  // lengthen values, that never settle or whose expressions are hard to match: an inventory that is
+  // half translated holds what the rules should have taken out. Throws KorThreadCancelled on a
   // thread that is cancelled.
-  void ProcessAttrs(ObjInv& inventory, size_t mostBytes = kMostBytesOfValues) const;
+  void ProcessAttrs(ObjInv& inventory, const HwFilterLimits& limits = {}) const;
 
   // Applies all rules once to one attribute. False when it is to be rejected. `modified` says
   // whether a rule rewrote it (to the same text, too); a new value is stored at once, a new name is

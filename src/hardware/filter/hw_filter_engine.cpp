@@ -9,6 +9,7 @@
 #include "hardware/filter/hw_filter_codes.h"
 #include "hardware/filter/rule_trace.h"
 #include "hardware/module/globals.h"
+#include "kor/processor_time.h"
 #include "kor/regex.h"
 #include "kor/thread.h"
 #include "kor/trace.h"
@@ -88,6 +89,42 @@ KorString Rewritten(const KorString& text, const HwFilterModify& modify) {
   return result;
 }
 
+// What a translation has cost until now.
+class Effort {
+ public:
+  explicit Effort(const HwFilterLimits& given)
+      : limits(given), endsAt(KorProcessorMicroseconds() + uint64_t{limits.milliseconds} * 1000) {}
+
+  void BeginPass(uint32_t number, size_t bytesOfValues) {
+    pass = number;
+    bytes = bytesOfValues;
+  }
+
+  void Lengthened(size_t from, size_t to) { bytes += to - from; }
+
+  // Throws when it is too much.
+  void Check() {
+    KorString excess;
+    if (bytes > limits.bytesOfValues) {
+      excess.Printf("makes the inventory larger than %gu bytes", uint64_t{limits.bytesOfValues});
+    } else if (tick.HasPassed() && KorProcessorMicroseconds() > endsAt) {
+      excess.Printf("takes more than %u ms of the processor", limits.milliseconds);
+    } else {
+      return;
+    }
+    KorString text;
+    text.Printf("the translation %S and is given up in pass %u", excess, pass);
+    throw HwFilterGivenUp(text.Str());
+  }
+
+ private:
+  const HwFilterLimits limits;
+  const uint64_t endsAt;
+  KorTick tick;
+  uint32_t pass = 1;
+  size_t bytes = 0;
+};
+
 bool Accepts(const HwFilterAttr& rule, const ObjInstAttr& attribute) {
   if (!rule.Has(kFilterHasAction)) {
     debugInv.TraceWithNL("Attribute '%S' has been rejected by unqualified filter '%S'",
@@ -131,7 +168,7 @@ void TellRename(const KorString& source, const KorString& target, const char* fa
 // All rules, in their order, ready for many attributes.
 class Rules {
  public:
-  explicit Rules(const HwFilter& filter) {
+  Rules(const HwFilter& filter, Effort& countedEffort) : effort(countedEffort) {
     for (uint32_t n = 0; n < filter.AttrCount(); ++n) rules.emplace_back(*filter.AttrGet(n));
   }
 
@@ -153,12 +190,14 @@ class Rules {
         return false;
       }
       trace.Done(name);
+      effort.Check();
     }
     return true;
   }
 
  private:
   std::vector<Rule> rules;
+  Effort& effort;
 };
 
 // Gives the class a definition of the target name, copied from that of the source name, unless it
@@ -226,8 +265,7 @@ void ApplyRename(ObjType& type, ObjInst& instance, const KorString& entry) {
 // walked; the lists are kept only to spare their memory.
 class Pass {
  public:
-  Pass(Rules& rulesToApply, size_t bytesOfValues, size_t mostBytesOfValues)
-      : rules(rulesToApply), bytes(bytesOfValues), mostBytes(mostBytesOfValues) {}
+  Pass(Rules& rulesToApply, Effort& countedEffort) : rules(rulesToApply), effort(countedEffort) {}
 
   void Process(ObjType& type, ObjInst& instance) {
     if (KorTrace* const trace = KorTrace::Current()) {
@@ -243,14 +281,14 @@ class Pass {
   }
 
   uint32_t Changes() const { return changes; }
-  bool IsTooLarge() const { return bytes > mostBytes; }
 
  private:
   void Examine(ObjInstAttr& attribute) {
     bool modified = false;
     const size_t before = attribute.GetValue().GetLength();
     const bool isAccepted = rules.Process(attribute, modified, newName);
-    bytes += attribute.GetValue().GetLength() - before;
+    effort.Lengthened(before, attribute.GetValue().GetLength());
+    effort.Check();
     if (!isAccepted) {
       rejects.push_back(&attribute);
       return;
@@ -266,8 +304,7 @@ class Pass {
   std::vector<KorString> renames;
   KorString newName;
   uint32_t changes = 0;
-  size_t bytes;
-  size_t mostBytes;
+  Effort& effort;
 };
 
 size_t BytesOfValues(const ObjInv& inventory) {
@@ -282,37 +319,30 @@ size_t BytesOfValues(const ObjInv& inventory) {
   return bytes;
 }
 
-// False when the inventory has become too large, and the rest was left alone.
-bool RunPass(Rules& rules, ObjInv& inventory, size_t mostBytes, uint32_t& changes) {
-  Pass pass(rules, BytesOfValues(inventory), mostBytes);
+// How often something was rewritten.
+uint32_t RunPass(Rules& rules, ObjInv& inventory, Effort& effort) {
+  Pass pass(rules, effort);
   for (ObjType* type : inventory.Objects()) {
-    for (ObjInst* instance : type->Instances()) {
-      pass.Process(*type, *instance);
-      if (pass.IsTooLarge()) return false;
-    }
+    for (ObjInst* instance : type->Instances()) pass.Process(*type, *instance);
   }
-  changes = pass.Changes();
-  return true;
+  return pass.Changes();
 }
 
 }  // namespace
 
 bool HwFilter::ProcessAttr(ObjInstAttr* attribute, bool& modified, KorString& name) const {
-  return Rules(*this).Process(*attribute, modified, name);
+  Effort effort({});
+  return Rules(*this, effort).Process(*attribute, modified, name);
 }
 
-void HwFilter::ProcessAttrs(ObjInv& inventory, size_t mostBytes) const {
-  Rules prepared(*this);
+void HwFilter::ProcessAttrs(ObjInv& inventory, const HwFilterLimits& limits) const {
+  Effort effort(limits);
+  Rules prepared(*this, effort);
   for (uint32_t done = 0; done < hwListMaxPass; ++done) {
+    effort.BeginPass(done + 1, BytesOfValues(inventory));
     debugInv.TraceWithNL("Processing attribute filter pass %u", done + 1);
     if (KorTrace* const trace = KorTrace::Current()) trace->OnPass(done + 1);
-    uint32_t changes = 0;
-    if (!RunPass(prepared, inventory, mostBytes, changes)) {
-      debugInv.ErrorWithNL(
-          "The translation makes the inventory larger than %gu bytes and is given up in pass %u",
-          uint64_t{mostBytes}, done + 1);
-      return;
-    }
+    const uint32_t changes = RunPass(prepared, inventory, effort);
     if (changes == 0) {
       debugInv.TraceWithNL("There was no change within the last loop. No more pass is required");
       return;

@@ -137,6 +137,27 @@ TEST_F(FilterActions, RulesAreApplied) {
   EXPECT_EQ(result.Ensure("Class")->Ensure("0")->Ensure("A")->GetValue(), KorString("2"));
 }
 
+TEST_F(FilterActions, TranslationThatIsGivenUpFailsAndWritesNothing) {
+  UseFilter(
+      "<HWINVCONFIG><TRANSLATEHWLIST maxpass='1'><TRANSLATEHW><MATCHHW><ATTRNAME>*</ATTRNAME>"
+      "</MATCHHW><ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE>" +
+      std::string(1'000'000, 'x') +
+      "</ATTRVALUE></MODIFYHW></TRANSLATEHW></TRANSLATEHWLIST></HWINVCONFIG>");
+  ObjInv document(nullptr);
+  for (int n = 0; n < 300; ++n) {
+    document.Ensure("Class")->Ensure("0")->Ensure(KorString(std::to_string(n)));
+  }
+  const KorString source = folder.Path("source.xml");
+  ASSERT_TRUE(document.Save(source));
+
+  EXPECT_EQ(Apply(source, folder.Path("result.xml")), ACTIONDB_ERROR_FAILURE);
+
+  EXPECT_EQ(messages, Using() + "error: Failed to filter inventory '" + source.Str() +
+                          "': the translation makes the inventory larger than 268435456 bytes and "
+                          "is given up in pass 1\n");
+  EXPECT_FALSE(FileExists(folder.Path("result.xml")));
+}
+
 TEST_F(FilterActions, ParametersStayInTheContainer) {
   KorContainer params;
   params.SetString("SrcFilePath", SaveSource());

@@ -19,6 +19,8 @@ using namespace std::string_literals;
 using HardwareInventory::debugInv;
 using HardwareInventory::HwFilter;
 using HardwareInventory::HwFilterAttr;
+using HardwareInventory::HwFilterGivenUp;
+using HardwareInventory::HwFilterLimits;
 using HardwareInventory::kFilterAccept;
 using HardwareInventory::kFilterHasAction;
 using HardwareInventory::kFilterHasMatch;
@@ -184,24 +186,70 @@ TEST(FilterEngine, TranslationThatNeverEndsIsCancelled) {
   EXPECT_FALSE(thread.hasEnded);
 }
 
-TEST(FilterEngine, TranslationEndsWhereTheInventoryBecomesTooLarge) {
-  const TemporaryFolder folder;
-  Translation translation{{"A", "x"}, {"B", std::string(1000, 'y')}};
-  HwFilter filter;
-  ASSERT_TRUE(filter.Load(folder.Write(
-      "filter.xml",
-      "<HWINVCONFIG><TRANSLATEHWLIST maxpass='99999999999'>" +
-          ValueRewrite("A", "<ATTRVALUE value='regex' match='^(.*)$'>$1$1</ATTRVALUE>") +
-          "</TRANSLATEHWLIST></HWINVCONFIG>")));
+// What the translation is given up with; empty when it is not.
+std::string GivenUp(Translation& translation, const std::string& rules, HwFilterLimits limits,
+                    const std::string& maxPass = "4294967295") {
   const CapturedLog log(debugInv);
+  const TemporaryFolder folder;
+  HwFilter filter;
+  EXPECT_TRUE(filter.Load(folder.Write("filter.xml", "<HWINVCONFIG><TRANSLATEHWLIST maxpass='" +
+                                                         maxPass + "'>" + rules +
+                                                         "</TRANSLATEHWLIST></HWINVCONFIG>")));
+  try {
+    filter.ProcessAttrs(translation.inventory, limits);
+  } catch (const HwFilterGivenUp& error) {
+    return error.what();
+  }
+  return "";
+}
 
-  filter.ProcessAttrs(translation.inventory, 2000);
+TEST(FilterEngine, TranslationEndsWhereTheInventoryBecomesTooLarge) {
+  Translation translation{{"A", "x"}, {"B", std::string(1000, 'y')}};
+
+  EXPECT_EQ(
+      GivenUp(translation,
+              ValueRewrite("A", "<ATTRVALUE value='regex' match='^(.*)$'>$1$1</ATTRVALUE>"),
+              {.bytesOfValues = 2000}),
+      "the translation makes the inventory larger than 2000 bytes and is given up in pass 10");
 
   EXPECT_EQ(translation.Result()[0].second, std::string(1024, 'x'));
-  EXPECT_EQ(log.Entries().back().level, KorLogLevel::kError);
-  EXPECT_EQ(
-      log.Entries().back().text,
-      "The translation makes the inventory larger than 2000 bytes and is given up in pass 10");
+}
+
+TEST(FilterEngine, ValuesMayShrinkAndGrowAgain) {
+  Translation translation{{"A", std::string(1500, 'x')}, {"B", "y"}};
+
+  EXPECT_EQ(GivenUp(translation,
+                    ValueRewrite("A", "<ATTRVALUE>z</ATTRVALUE>") +
+                        ValueRewrite("B", "<ATTRVALUE>" + std::string(1499, 'y') + "</ATTRVALUE>"),
+                    {.bytesOfValues = 1501}, "2"),
+            "");
+
+  EXPECT_EQ(translation.Result()[1].second, std::string(1499, 'y'));
+}
+
+TEST(FilterEngine, TranslationEndsWhereItTakesTooLong) {
+  Translation translation{{"A", "1"}};
+
+  const std::string text =
+      GivenUp(translation, ValueRewrite("A", "<ATTRVALUE>2</ATTRVALUE>"), {.milliseconds = 20});
+
+  EXPECT_TRUE(text.starts_with(
+      "the translation takes more than 20 ms of the processor and is given up in pass "))
+      << text;
+  EXPECT_GT(std::stoul(text.substr(text.rfind(' '))), 1U);
+}
+
+TEST(FilterEngine, TranslationEndsAmongTheRulesOfOneValue) {
+  Translation translation{{"A", "1"}};
+  std::string rules;
+  for (const char* text : {"2", "3", "4"}) {
+    rules += ValueRewrite("A", "<ATTRVALUE>" + std::string(text) + "</ATTRVALUE>");
+  }
+
+  EXPECT_EQ(GivenUp(translation, rules, {.milliseconds = 0}),
+            "the translation takes more than 0 ms of the processor and is given up in pass 1");
+
+  EXPECT_EQ(translation.Result()[0].second, "2");
 }
 
 TEST(FilterEngine, RuleWithoutConditionNeverApplies) {

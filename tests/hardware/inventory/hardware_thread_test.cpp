@@ -253,6 +253,37 @@ TEST_F(HardwareThreadTest, WithADamagedTranslationFileARunFails) {
   EXPECT_EQ(machine.commands, 0);
 }
 
+// Half translated, it would hold what the rules were to take out.
+TEST_F(HardwareThreadTest, ATranslationThatIsGivenUpFailsTheRun) {
+  HardwareInventory::hwConfig.SetTranslationFile(
+      folder.Write("large.xml",
+                   "<HWINVCONFIG><TRANSLATEHWLIST maxpass='1'><TRANSLATEHW><MATCHHW><ATTRNAME>*"
+                   "</ATTRNAME></MATCHHW><ACTION>Accept</ACTION><MODIFYHW><ATTRVALUE>" +
+                       std::string(1'000'000, 'x') +
+                       "</ATTRVALUE></MODIFYHW></TRANSLATEHW></TRANSLATEHWLIST></HWINVCONFIG>"),
+      true);
+  machine.Play([](const KorString& command) {
+    std::string disks;
+    for (int n = 0; n < 150; ++n) {
+      disks += "/dev/sda" + std::to_string(n) + " ext3 1000 400 600 40% /mnt/" + std::to_string(n) +
+               "\n";
+    }
+    if (!command.StartsWith("/bin/df", true)) disks.clear();
+    return KorCommandResult{KorCommandResult::Outcome::kExited, 0, disks};
+  });
+  SaveInventory(KorString(LastPath()), "the one before");
+
+  Run();
+
+  EXPECT_FALSE(LastRunSucceeded());
+  EXPECT_TRUE(
+      log.Has("error: The inventory run failed: the translation makes the inventory larger than "
+              "268435456 bytes and is given up in pass 1"));
+  ObjInv stored(nullptr);
+  ASSERT_TRUE(stored.Parse(KorString(LastPath()), nullptr));
+  EXPECT_NE(stored.Objects().Get("Machine"), nullptr);
+}
+
 TEST_F(HardwareThreadTest, ALastFileThatCannotBeRemovedFailsTheRun) {
   ASSERT_TRUE(PathCreate(KorString(LastPath()) + "/inner"));
   Run();

@@ -21,7 +21,8 @@ TEST(InterfaceNumbers, FileStoreCodes) {
 }
 
 TEST(InterfaceNumbers, Bounds) {
-  EXPECT_EQ(kMostBytesOfValues, 268'435'456U);
+  EXPECT_EQ(HwFilterLimits().bytesOfValues, 268'435'456U);
+  EXPECT_EQ(HwFilterLimits().milliseconds, 10'000U);
 }
 
 TEST(InterfaceNumbers, Module) {
