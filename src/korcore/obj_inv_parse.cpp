@@ -73,7 +73,10 @@ struct ElementRule {
   Element parent;
   unsigned int fields;
 };
+// The commonest first.
 constexpr std::array<ElementRule, 5> kElementRules = {{
+    {obj_inv_xml::kValue, Element::kValue, Element::kInstance,
+     Bit(kName) | Bit(kPrevious) | kMarkFields},
     {obj_inv_xml::kInventory, Element::kInventory, Element::kNone,
      Bit(kFormat) | Bit(kName) | Bit(kKind) | Bit(kChecksum) | Bit(kLastChecksum)},
     {obj_inv_xml::kClass, Element::kClass, Element::kInventory, Bit(kName) | kMarkFields},
@@ -81,8 +84,6 @@ constexpr std::array<ElementRule, 5> kElementRules = {{
      Bit(kName) | Bit(kType) | Bit(kUnit) | Bit(kDescription) | kMarkFields |
          kPreviousDefinitionFields},
     {obj_inv_xml::kInstance, Element::kInstance, Element::kClass, Bit(kName) | kMarkFields},
-    {obj_inv_xml::kValue, Element::kValue, Element::kInstance,
-     Bit(kName) | Bit(kPrevious) | kMarkFields},
 }};
 
 const ElementRule* RuleOf(std::string_view word) {
@@ -118,6 +119,10 @@ KorString Unescaped(std::string_view text) {
     }
     text.remove_prefix(character.length);
   }
+}
+
+bool IsBlank(char character) {
+  return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
 std::optional<ObjChange> ChangeFromWord(std::string_view word) {
@@ -192,8 +197,7 @@ class Builder {
       text += piece;
       return true;
     }
-    const bool isBlank = piece.find_first_not_of(" \t\r\n") == std::string_view::npos;
-    return isBlank || Stop("there is text outside of a value");
+    return std::ranges::all_of(piece, IsBlank) || Stop("there is text outside of a value");
   }
 
   bool EndElement() {

@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -26,16 +29,76 @@ constexpr std::array<bool, 256> PlainBytes() {
 }
 constexpr std::array<bool, 256> kPlain = PlainBytes();
 
-void AppendHexadecimal(std::string& out, unsigned char byte) {
+// Gathers what is put into it and gives it on in pieces of one size; the last may be shorter. A
+// file takes whole pages faster than parts of them.
+class Output {
+ public:
+  explicit Output(const std::function<void(std::string_view)>& writePiece) : write(writePiece) {}
+
+  Output& operator<<(std::string_view text) {
+    if (text.size() > kPieceSize - used) [[unlikely]]
+      return PutLong(text);
+    Take(text);
+    return *this;
+  }
+
+  Output& operator<<(char character) {
+    if (used == kPieceSize) Flush();
+    piece[used++] = character;
+    return *this;
+  }
+
+  // False, and nothing is put, when something in the text needs care, or there is no room for it.
+  // Copies while it looks: most texts are short and plain, and a search with a copy after it takes
+  // longer.
+  bool PutIfPlain(std::string_view text) {
+    if (text.size() > kPieceSize - used) return false;
+    char* const end = piece.get() + used;
+    unsigned isPlain = 1;
+    for (size_t at = 0; at < text.size(); ++at) {
+      const char character = text[at];
+      end[at] = character;
+      isPlain &= kPlain[static_cast<unsigned char>(character)];
+    }
+    if (isPlain != 0) used += text.size();
+    return isPlain != 0;
+  }
+
+  void Flush() {
+    write(std::string_view(piece.get(), used));
+    used = 0;
+  }
+
+ private:
+  void Take(std::string_view text) {
+    std::memcpy(piece.get() + used, text.data(), text.size());
+    used += text.size();
+  }
+
+  Output& PutLong(std::string_view text) {
+    while (!text.empty()) {
+      if (used == kPieceSize) Flush();
+      const size_t length = std::min(text.size(), kPieceSize - used);
+      Take(text.substr(0, length));
+      text.remove_prefix(length);
+    }
+    return *this;
+  }
+
+  const std::function<void(std::string_view)>& write;
+  const std::unique_ptr<char[]> piece = std::make_unique<char[]>(kPieceSize);
+  size_t used = 0;
+};
+
+void PutHexadecimal(Output& out, unsigned char byte) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
-  out += kDigits[byte >> 4];
-  out += kDigits[byte & 15];
+  out << kDigits[byte >> 4] << kDigits[byte & 15];
 }
 
-void AppendByteEscape(std::string& out, unsigned char byte) {
-  out += "&#x10FE";
-  AppendHexadecimal(out, byte);
-  out += ';';
+void PutByteEscape(Output& out, unsigned char byte) {
+  out << "&#x10FE";
+  PutHexadecimal(out, byte);
+  out << ';';
 }
 
 bool XmlCarries(char32_t codePoint) {
@@ -47,62 +110,66 @@ bool XmlCarries(char32_t codePoint) {
 }
 
 // One character or one byte that needs care; gives how many bytes of the text it was.
-size_t AppendSpecial(std::string& out, std::string_view text) {
+size_t PutSpecial(Output& out, std::string_view text) {
   const auto byte = static_cast<unsigned char>(text[0]);
-  if (byte == '&') return out += "&amp;", 1;
-  if (byte == '<') return out += "&lt;", 1;
-  if (byte == '>') return out += "&gt;", 1;
-  if (byte == '"') return out += "&quot;", 1;
+  if (byte == '&') return out << "&amp;", 1;
+  if (byte == '<') return out << "&lt;", 1;
+  if (byte == '>') return out << "&gt;", 1;
+  if (byte == '"') return out << "&quot;", 1;
   const Utf8Character character = Utf8First(text);
   if (character.length == 0 || !XmlCarries(character.codePoint)) {
-    AppendByteEscape(out, byte);
+    PutByteEscape(out, byte);
     return 1;
   }
   // Readers would change line ends and tabs; the other controls upset terminals.
   if (character.codePoint < 0xA0) {
-    out += "&#x";
-    AppendHexadecimal(out, static_cast<unsigned char>(character.codePoint));
-    out += ';';
+    out << "&#x";
+    PutHexadecimal(out, static_cast<unsigned char>(character.codePoint));
+    out << ';';
   } else {
-    out += text.substr(0, character.length);
+    out << text.substr(0, character.length);
   }
   return character.length;
 }
 
-void AppendEscaped(std::string& out, std::string_view text) {
-  for (;;) {
-    size_t end = 0;
-    while (end < text.size() && kPlain[static_cast<unsigned char>(text[end])]) ++end;
-    out.append(text.data(), end);
-    if (end == text.size()) return;
-    text.remove_prefix(end);
-    text.remove_prefix(AppendSpecial(out, text));
+size_t PlainLength(std::string_view text) {
+  size_t length = 0;
+  while (length < text.size() && kPlain[static_cast<unsigned char>(text[length])]) ++length;
+  return length;
+}
+
+void PutWithEscapes(Output& out, std::string_view text) {
+  while (!text.empty()) {
+    const size_t plain = PlainLength(text);
+    out << text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (!text.empty()) text.remove_prefix(PutSpecial(out, text));
   }
+}
+
+void PutEscaped(Output& out, std::string_view text) {
+  if (!out.PutIfPlain(text)) PutWithEscapes(out, text);
 }
 
 class Writer {
  public:
-  explicit Writer(const std::function<void(std::string_view)>& writePiece) : write(writePiece) {
-    piece.reserve(kPieceSize + kPieceSize / 4);
-  }
+  explicit Writer(const std::function<void(std::string_view)>& writePiece) : out(writePiece) {}
 
   void Document(const ObjInv& document) {
-    piece += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    piece += '<';
-    piece += obj_inv_xml::kInventory;
+    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<" << obj_inv_xml::kInventory;
     Field("format", obj_inv_xml::kFormat);
     Field("name", document.GetName().View());
     if (document.GetType() != 0) Field("kind", std::to_string(document.GetType()));
     FieldUnlessEmpty("checksum", document.GetChecksum());
     FieldUnlessEmpty("last-checksum", document.GetLastChecksum());
     if (document.Objects().Count() == 0) {
-      piece += "/>\n";
+      out << "/>\n";
     } else {
-      piece += ">\n";
+      out << ">\n";
       for (const ObjType* type : document.Objects()) Class(*type);
-      piece += End(0, obj_inv_xml::kInventory);
+      out << End(0, obj_inv_xml::kInventory);
     }
-    write(piece);
+    out.Flush();
   }
 
  private:
@@ -110,13 +177,13 @@ class Writer {
     OpenElement(classBegin, type);
     Marks(type);
     if (type.Attributes().Count() + type.Instances().Count() == 0) {
-      piece += "/>\n";
+      out << "/>\n";
       return;
     }
-    piece += ">\n";
+    out << ">\n";
     for (const ObjTypeAttr* attribute : type.Attributes()) Definition(*attribute);
     for (const ObjInst* instance : type.Instances()) Instance(*instance);
-    piece += classEnd;
+    out << classEnd;
   }
 
   void Definition(const ObjTypeAttr& attribute) {
@@ -131,31 +198,31 @@ class Writer {
       Field("previous-description", previous->desc.View());
     }
     Places(attribute);
-    piece += "/>\n";
+    out << "/>\n";
   }
 
   void Instance(const ObjInst& instance) {
     OpenElement(instanceBegin, instance);
     Marks(instance);
     if (instance.Attributes().Count() == 0) {
-      piece += "/>\n";
+      out << "/>\n";
       return;
     }
-    piece += ">\n";
+    out << ">\n";
     for (const ObjInstAttr* value : instance.Attributes()) Value(*value);
-    piece += instanceEnd;
+    out << instanceEnd;
   }
 
   void Value(const ObjInstAttr& value) {
     OpenElement(valueBegin, value);
     if (value.HasMarks() || value.GetPreviousValue() != nullptr) ValueMarks(value);
     if (value.GetValue().IsEmpty()) {
-      piece += "/>\n";
+      out << "/>\n";
       return;
     }
-    piece += '>';
-    AppendEscaped(piece, value.GetValue().View());
-    piece += valueEnd;
+    out << '>';
+    PutEscaped(out, value.GetValue().View());
+    out << valueEnd;
   }
 
   void ValueMarks(const ObjInstAttr& value) {
@@ -164,26 +231,16 @@ class Writer {
     Places(value);
   }
 
-  void Open(std::string_view begin) {
-    if (piece.size() >= kPieceSize) {
-      write(piece);
-      piece.clear();
-    }
-    piece += begin;
-  }
-
   void OpenElement(std::string_view begin, const ObjBase& element) {
-    Open(begin);
-    AppendEscaped(piece, element.GetName().View());
-    piece += '"';
+    out << begin;
+    PutEscaped(out, element.GetName().View());
+    out << '"';
   }
 
   void Field(std::string_view word, std::string_view text) {
-    piece += ' ';
-    piece += word;
-    piece += "=\"";
-    AppendEscaped(piece, text);
-    piece += '"';
+    out << ' ' << word << "=\"";
+    PutEscaped(out, text);
+    out << '"';
   }
 
   void FieldUnlessEmpty(std::string_view word, const KorString& text) {
@@ -230,8 +287,7 @@ class Writer {
   const std::string instanceEnd = End(2, obj_inv_xml::kInstance);
   const std::string valueBegin = Begin(3, obj_inv_xml::kValue);
   const std::string valueEnd = End(0, obj_inv_xml::kValue);
-  const std::function<void(std::string_view)>& write;
-  std::string piece;
+  Output out;
 };
 
 }  // namespace

@@ -44,6 +44,7 @@ void AppendUtf8(std::string& out, uint32_t codePoint) {
 
 bool HasPlainCharacters(std::string_view document) {
   constexpr size_t kNowhere = std::string_view::npos;
+  document.remove_prefix(AsciiLength(document));
   return IsUtf8(document) && document.find("\xEF\xBF\xBE") == kNowhere &&
          document.find("\xEF\xBF\xBF") == kNowhere;
 }

@@ -1,6 +1,7 @@
 #include "korcore/utf8.h"
 
-#include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -36,11 +37,20 @@ Utf8Character Utf8First(std::string_view bytes) {
   return {codePoint, lead.length};
 }
 
+size_t AsciiLength(std::string_view bytes) {
+  constexpr uint64_t kHighBits = 0x8080808080808080;
+  size_t length = 0;
+  for (uint64_t eight; bytes.size() - length >= sizeof eight; length += sizeof eight) {
+    std::memcpy(&eight, bytes.data() + length, sizeof eight);
+    if ((eight & kHighBits) != 0) break;
+  }
+  while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+  return length;
+}
+
 bool IsUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto isAscii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
-    bytes.remove_prefix(
-        static_cast<size_t>(std::find_if_not(bytes.begin(), bytes.end(), isAscii) - bytes.begin()));
+  while (true) {
+    bytes.remove_prefix(AsciiLength(bytes));
     if (bytes.empty()) return true;
     const Utf8Character first = Utf8First(bytes);
     if (first.length == 0) return false;

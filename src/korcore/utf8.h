@@ -13,4 +13,7 @@ struct Utf8Character {
 };
 Utf8Character Utf8First(std::string_view bytes);
 
+// How many bytes below 0x80 they begin with.
+size_t AsciiLength(std::string_view bytes);
+
 bool IsUtf8(std::string_view bytes);

@@ -112,6 +112,48 @@ TEST(ObjInvSave, TerminalControlsAreReferences) {
   EXPECT_EQ(SavedValue("\x7F\xC2\x9B"), "&#x7F;&#x9B;");
 }
 
+TEST(ObjInvSave, PiecesAreWholePagesWhateverTheLengthsOfTexts) {
+  constexpr size_t kPage = 4'096;
+  constexpr size_t kLengths[] = {0, 1, 30'000, 65'534, 65'535, 65'536, 65'537, 131'072, 200'001};
+  for (const std::string_view end : {"", "&", "\n"}) {
+    ObjInv document(nullptr);
+    std::string values;
+    for (const size_t length : kLengths) {
+      const std::string name = "v" + std::to_string(length);
+      const std::string text = std::string(length, 'x').append(end) + "y";
+      document.Ensure("c")->Ensure("i")->Ensure(KorString(name))->SetValue(KorString(text));
+      values += "      <value name=\"" + name + "\">" + std::string(length, 'x');
+      values += end == "&" ? "&amp;" : end.empty() ? "" : "&#x0A;";
+      values += "y</value>\n";
+    }
+    std::string xml;
+    size_t piecesInParts = 0;
+    document.WriteXml([&](std::string_view piece) {
+      xml += piece;
+      piecesInParts += piece.size() % kPage == 0 ? 0 : 1;
+    });
+    EXPECT_NE(xml.find(values), std::string::npos);
+    EXPECT_EQ(xml.substr(xml.find("    </instance>")),
+              "    </instance>\n  </class>\n</inventory>\n");
+    EXPECT_LE(piecesInParts, 1u);
+  }
+}
+
+// At each length the document ends elsewhere in its last piece, once right at its end.
+TEST(ObjInvSave, NothingIsLostWhereOnePieceEnds) {
+  for (size_t length = 65'440; length < 65'540; ++length) {
+    ObjInv document(nullptr);
+    document.SetName(KorString(std::string(length, 'x')));
+    std::string xml;
+    document.WriteXml([&xml](std::string_view piece) {
+      EXPECT_FALSE(piece.empty());
+      xml += piece;
+    });
+    ASSERT_EQ(xml, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<inventory format=\"1\" name=\"" +
+                       std::string(length, 'x') + "\"/>\n");
+  }
+}
+
 TEST(ObjInvSave, MarksStandAtTheirElements) {
   ObjInv document(nullptr);
   ObjType* type = document.Ensure("c");

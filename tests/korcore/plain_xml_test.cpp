@@ -111,6 +111,22 @@ TEST_F(PlainXml, OtherBytesAnywhereAreReadAsTheGeneralParserReadsThem) {
   EXPECT_GT(plain, 100);
 }
 
+TEST(PlainXmlCharacters, AreToldWhereverTheyStand) {
+  for (size_t before = 0; before < 20; ++before) {
+    for (size_t after = 0; after < 10; ++after) {
+      const auto isPlain = [&](std::string_view character) {
+        const std::string text = std::string(before, 'x').append(character).append(after, 'x');
+        return plain_xml::HasPlainCharacters(text);
+      };
+      EXPECT_TRUE(isPlain("x") && isPlain("\x7F") && isPlain("\xC3\xA9"));
+      EXPECT_TRUE(isPlain("\xEF\xBF\xBD") && isPlain("\xF4\x8F\xBF\xBF"));
+      EXPECT_FALSE(isPlain("\x80") || isPlain("\xC3") || isPlain("\xFF"));
+      EXPECT_FALSE(isPlain("\xEF\xBF\xBE") || isPlain("\xEF\xBF\xBF"));
+      EXPECT_FALSE(isPlain("\xED\xA0\x80") || isPlain("\xC3\xA9\xC0\x80"));
+    }
+  }
+}
+
 TEST_F(PlainXml, WhatIsNotPlainIsLeftToTheGeneralParser) {
   for (const char* text : {"&#65;", "&apos;", "&#x0;", "&#xD800;", "&#xFFFE;", "&#x110000;", "&#x;",
                            "&#x41", "&;", "]]>", "\r", "\t", "<![CDATA[x]]>", "<?pi?>",
