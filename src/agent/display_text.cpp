@@ -92,7 +92,7 @@ std::string Escape(unsigned char byte) {
 void AppendEscaped(std::string_view bytes, std::vector<Glyph>& glyphs) {
   for (const char byte : bytes) {
     for (const char shown : Escape(static_cast<unsigned char>(byte))) {
-      glyphs.push_back({std::string(1, shown), 1});
+      glyphs.emplace_back(std::string_view(&shown, 1), 1);
     }
   }
 }
@@ -101,12 +101,13 @@ void AppendEscaped(std::string_view bytes, std::vector<Glyph>& glyphs) {
 
 std::vector<Glyph> DisplayGlyphs(std::string_view bytes) {
   std::vector<Glyph> glyphs;
+  glyphs.reserve(bytes.size());
   while (!bytes.empty()) {
     const CodePoint next = Decode(bytes);
     const size_t length = next.length == 0 ? 1 : next.length;
     const std::string_view piece = bytes.substr(0, length);
     if (next.length > 0 && IsHarmless(next.value)) {
-      glyphs.push_back({std::string(piece), WidthOf(next.value)});
+      glyphs.emplace_back(piece, WidthOf(next.value));
     } else {
       AppendEscaped(piece, glyphs);
     }
@@ -117,7 +118,7 @@ std::vector<Glyph> DisplayGlyphs(std::string_view bytes) {
 
 std::string DisplayText(std::string_view bytes) {
   std::string text;
-  for (const Glyph& glyph : DisplayGlyphs(bytes)) text += glyph.bytes;
+  for (const Glyph& glyph : DisplayGlyphs(bytes)) text += glyph.Bytes();
   return text;
 }
 
@@ -132,7 +133,7 @@ bool IsHarmlessText(std::string_view bytes) {
 
 size_t DisplayWidth(const std::vector<Glyph>& glyphs) {
   size_t width = 0;
-  for (const Glyph& glyph : glyphs) width += glyph.width;
+  for (const Glyph& glyph : glyphs) width += glyph.Width();
   return width;
 }
 

@@ -3,16 +3,27 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace agent {
 
-// What takes one place, or none or two, of a line.
-struct Glyph {
-  std::string bytes;
-  size_t width = 1;
+// What takes one place, or none or two, of a line: a character in UTF-8, of up to four bytes.
+class Glyph {
+ public:
+  Glyph(std::string_view character, size_t places)
+      : length(static_cast<uint8_t>(character.copy(bytes, sizeof bytes))),
+        width(static_cast<uint8_t>(places)) {}
+
+  std::string_view Bytes() const { return {bytes, length}; }
+  size_t Width() const { return width; }
+
+ private:
+  char bytes[4] = {};
+  uint8_t length;
+  uint8_t width;
 };
 
 // The text cut into glyphs. What could steer a terminal or confuse a reader (control characters,

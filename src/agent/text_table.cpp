@@ -32,7 +32,7 @@ struct Piece {
 };
 
 void AppendPadded(const Cell& cell, size_t width, std::string& out) {
-  for (const Glyph& glyph : cell.glyphs) out += glyph.bytes;
+  for (const Glyph& glyph : cell.glyphs) out += glyph.Bytes();
   out.append(width - std::min(width, cell.width), ' ');
 }
 
@@ -49,7 +49,7 @@ bool IsNumeric(const std::vector<std::vector<Cell>>& rows, size_t at) {
   bool hasNumbers = false;
   for (size_t row = 1; row < rows.size(); ++row) {
     std::string text;
-    for (const Glyph& glyph : rows[row][at].glyphs) text += glyph.bytes;
+    for (const Glyph& glyph : rows[row][at].glyphs) text += glyph.Bytes();
     if (text.empty()) continue;
     if (!IsNumber(text)) return false;
     hasNumbers = true;
@@ -97,16 +97,16 @@ std::vector<Piece> Pieces(const Cell& cell, size_t width) {
     Piece piece;
     size_t end = begin;
     size_t blank = begin;
-    for (; end < glyphs.size() && piece.width + glyphs[end].width <= width; ++end) {
-      piece.width += glyphs[end].width;
-      if (glyphs[end].bytes == " " && piece.width * 2 > width) blank = end;
+    for (; end < glyphs.size() && piece.width + glyphs[end].Width() <= width; ++end) {
+      piece.width += glyphs[end].Width();
+      if (glyphs[end].Bytes() == " " && piece.width * 2 > width) blank = end;
     }
     if (end == begin) ++end;  // wider than the column: no way but to put it there
     if (end < glyphs.size() && blank > begin) end = blank + 1;
     piece.width = 0;
     for (size_t at = begin; at < end; ++at) {
-      piece.text += glyphs[at].bytes;
-      piece.width += glyphs[at].width;
+      piece.text += glyphs[at].Bytes();
+      piece.width += glyphs[at].Width();
     }
     pieces.push_back(std::move(piece));
     begin = end;
