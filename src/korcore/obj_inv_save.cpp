@@ -138,7 +138,8 @@ size_t PlainLength(std::string_view text) {
   return length;
 }
 
-void PutWithEscapes(Output& out, std::string_view text) {
+// Never a part of the function below: what it needs on the stack is more work than a short text.
+[[gnu::noinline]] void PutWithEscapes(Output& out, std::string_view text) {
   while (!text.empty()) {
     const size_t plain = PlainLength(text);
     out << text.substr(0, plain);
