@@ -1,5 +1,6 @@
 #include "korcore/obj_base.h"
 
+#include <array>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -12,63 +13,90 @@ constexpr size_t kSearchedMembers = 8;
 
 }  // namespace
 
-// Open addressing, linear probing, deletion by moving back: eight bytes a slot and nothing per
-// member. The size is a power of two.
-struct ObjSet::Index {
-  std::vector<ObjBase*> slots = std::vector<ObjBase*>(4 * kSearchedMembers, nullptr);
-  size_t used = 0;
-
-  size_t Home(const KorString& name) const {
-    return std::hash<KorString>()(name) & (slots.size() - 1);
-  }
-  size_t Next(size_t slot) const { return (slot + 1) & (slots.size() - 1); }
-
-  ObjBase* Find(const KorString& name) const {
-    size_t slot = Home(name);
-    while (slots[slot] != nullptr && slots[slot]->name != name) slot = Next(slot);
-    return slots[slot];
-  }
+// Open addressing, linear probing, deletion by moving back: nine bytes a slot and nothing per
+// member. The number of slots is a power of two.
+class ObjSet::Index {
+ public:
+  ObjBase* Find(const KorString& name) const { return Element(SlotOf(name, Hash(name))); }
 
   // False when the name is there already.
   bool Insert(ObjBase* element) {
-    if ((used + 1) * 4 > slots.size() * 3) Grow();
-    size_t slot = Home(element->name);
-    for (; slots[slot] != nullptr; slot = Next(slot)) {
-      if (slots[slot]->name == element->name) return false;
-    }
-    slots[slot] = element;
+    if ((used + 1) * 4 > Size() * 3) Grow();
+    const size_t hash = Hash(element->name);
+    const size_t slot = SlotOf(element->name, hash);
+    if (Element(slot) != nullptr) return false;
+    Put(slot, element, TagOf(hash));
     ++used;
     return true;
   }
 
   void Erase(const ObjBase* element) {
-    size_t hole = Home(element->name);
-    while (slots[hole] != element) hole = Next(hole);
-    for (size_t slot = Next(hole); slots[slot] != nullptr; slot = Next(slot)) {
-      const size_t mask = slots.size() - 1;
-      const size_t distanceFromHome = (slot - Home(slots[slot]->name)) & mask;
+    size_t hole = Home(Hash(element->name));
+    while (Element(hole) != element) hole = Next(hole);
+    for (size_t slot = Next(hole); Element(slot) != nullptr; slot = Next(slot)) {
+      const size_t mask = Size() - 1;
+      const size_t distanceFromHome = (slot - Home(Hash(Element(slot)->name))) & mask;
       if (distanceFromHome < ((slot - hole) & mask)) continue;
-      slots[hole] = slots[slot];
+      Put(hole, Element(slot), Tag(slot));
       hole = slot;
     }
-    slots[hole] = nullptr;
+    Put(hole, nullptr, 0);
     --used;
   }
 
  private:
-  void Put(ObjBase* element) {
-    size_t slot = Home(element->name);
-    while (slots[slot] != nullptr) slot = Next(slot);
-    slots[slot] = element;
+  // The tag, a part of the hash, tells most other names without a look at the element, which stands
+  // elsewhere in memory.
+  static constexpr size_t kGroupSize = 8;
+  struct Group {
+    std::array<ObjBase*, kGroupSize> elements = {};
+    std::array<uint8_t, kGroupSize> tags = {};
+  };
+
+  static size_t Hash(const KorString& name) { return std::hash<KorString>()(name); }
+  // Of the bits that do not say where the home is.
+  static uint8_t TagOf(size_t hash) { return static_cast<uint8_t>(hash >> (8 * sizeof hash - 8)); }
+
+  size_t Size() const { return groups.size() * kGroupSize; }
+  size_t Home(size_t hash) const { return hash & (Size() - 1); }
+  size_t Next(size_t slot) const { return (slot + 1) & (Size() - 1); }
+  ObjBase* Element(size_t slot) const {
+    return groups[slot / kGroupSize].elements[slot % kGroupSize];
+  }
+  uint8_t Tag(size_t slot) const { return groups[slot / kGroupSize].tags[slot % kGroupSize]; }
+  void Put(size_t slot, ObjBase* element, uint8_t tag) {
+    groups[slot / kGroupSize].elements[slot % kGroupSize] = element;
+    groups[slot / kGroupSize].tags[slot % kGroupSize] = tag;
+  }
+
+  // Where the name is, or the free slot where it belongs.
+  size_t SlotOf(const KorString& name, size_t hash) const {
+    size_t slot = Home(hash);
+    while (Element(slot) != nullptr && (Tag(slot) != TagOf(hash) || Element(slot)->name != name)) {
+      slot = Next(slot);
+    }
+    return slot;
   }
 
   void Grow() {
-    std::vector<ObjBase*> old(slots.size() * 2, nullptr);
-    old.swap(slots);
-    for (ObjBase* element : old) {
-      if (element != nullptr) Put(element);
+    std::vector<Group> old(groups.size() * 2);
+    old.swap(groups);
+    for (const Group& group : old) {
+      for (ObjBase* element : group.elements) {
+        if (element != nullptr) PutAgain(element);
+      }
     }
   }
+
+  void PutAgain(ObjBase* element) {
+    const size_t hash = Hash(element->name);
+    size_t slot = Home(hash);
+    while (Element(slot) != nullptr) slot = Next(slot);
+    Put(slot, element, TagOf(hash));
+  }
+
+  std::vector<Group> groups = std::vector<Group>(4 * kSearchedMembers / kGroupSize);
+  size_t used = 0;
 };
 
 ObjBase::~ObjBase() = default;

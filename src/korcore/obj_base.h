@@ -129,7 +129,7 @@ class ObjSet {
 
  private:
   friend class ObjBase;
-  struct Index;
+  class Index;
 
   bool Rename(ObjBase* element, const KorString& newName);
   // False when another member has the element's name.
