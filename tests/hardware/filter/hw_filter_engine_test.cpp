@@ -215,16 +215,31 @@ TEST(FilterEngine, TranslationEndsWhereTheInventoryBecomesTooLarge) {
   EXPECT_EQ(translation.Result()[0].second, std::string(1024, 'x'));
 }
 
-TEST(FilterEngine, ValuesMayShrinkAndGrowAgain) {
-  Translation translation{{"A", std::string(1500, 'x')}, {"B", "y"}};
+TEST(FilterEngine, ValuesMayShrinkAndOthersGrow) {
+  Translation translation{{"A", std::string(1000, 'x')}, {"B", "y"}};
 
   EXPECT_EQ(GivenUp(translation,
                     ValueRewrite("A", "<ATTRVALUE>z</ATTRVALUE>") +
                         ValueRewrite("B", "<ATTRVALUE>" + std::string(1499, 'y') + "</ATTRVALUE>"),
-                    {.bytesOfValues = 1501}, "2"),
+                    {.bytesOfValues = 1500}, "2"),
             "");
 
   EXPECT_EQ(translation.Result()[1].second, std::string(1499, 'y'));
+}
+
+TEST(FilterEngine, ValuesThatAreRejectedCountNoMore) {
+  Translation translation{{"A", std::string(700, 'x')}, {"B", std::string(350, 'y')}};
+
+  EXPECT_EQ(GivenUp(translation,
+                    "<TRANSLATEHW><MATCHHW><ATTRNAME>A</ATTRNAME></MATCHHW><ACTION>Reject</ACTION>"
+                    "</TRANSLATEHW>" +
+                        ValueRewrite("B",
+                                     "<ATTRVALUE value='regex' match='^(.*)$'>$1$1"
+                                     "</ATTRVALUE>"),
+                    {.bytesOfValues = 1500}, "2"),
+            "");
+
+  EXPECT_EQ(translation.Result().back().second, std::string(1400, 'y'));
 }
 
 TEST(FilterEngine, TranslationEndsWhereItTakesTooLong) {
