@@ -72,7 +72,7 @@ struct Dispatch {
 
 int main(int argc, char** argv) {
   try {
-    // One heap for all threads: one at a time is busy, and a heap of its own grows by the page.
+    // One heap for all threads: few are busy at once, and a heap of its own grows by the page.
     mallopt(M_ARENA_MAX, 1);
     agent::OccupyStandardDescriptors();
     agent::EndQuietlyWithoutMemory();

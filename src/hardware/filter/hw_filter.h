@@ -23,6 +23,7 @@ struct HwFilterLimits {
   uint32_t milliseconds = 10'000;                    // of the processor
 };
 
+// A translation met a limit; says which, and in which pass.
 class HwFilterGivenUp : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
