@@ -10,6 +10,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -195,6 +198,30 @@ TEST_F(Cli, StatusesOfCommandsAreKnownThoughTheParentIgnoresItsChildren) {
   const std::string recorded = folder.Read("recording");
   EXPECT_TRUE(Contains(recorded, "exit 0"));
   EXPECT_FALSE(Contains(recorded, "status-lost"));
+}
+
+// The names by which the libraries of this process, which are the program's too, are loaded.
+std::set<std::string> LibraryNames() {
+  std::set<std::string> names;
+  std::ifstream maps("/proc/self/maps");
+  const std::regex library("/(lib[^/]*\\.so(\\.[0-9]+)?)[^/]*$");
+  std::smatch found;
+  for (std::string line; std::getline(maps, line);) {
+    if (std::regex_search(line, found, library)) names.insert(found[1]);
+  }
+  return names;
+}
+
+TEST_F(Cli, LibrariesInTheWorkingFolderAreNotLoaded) {
+  const KorString machine = folder.Write("empty.machine", kEmptyMachine);
+  const std::set<std::string> names = LibraryNames();
+  ASSERT_TRUE(names.contains("libsqlite3.so.0") && names.contains("libKorCore.so.0"));
+  for (const std::string& name : names) folder.Write(name, "no library");
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(std::filesystem::path(machine.Str()).parent_path());
+  const int status = RunAtHome({"inventory", "--replay", machine.Str()});
+  std::filesystem::current_path(before);
+  EXPECT_EQ(0, status) << errors;
 }
 
 TEST_F(Cli, SuccessIsSilentInAPipe) {
