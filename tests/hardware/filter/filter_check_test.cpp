@@ -47,14 +47,17 @@ Findings FindingsInRule(const std::string& content) {
 
 TEST(FilterCheck, NobodyWhoDidNotAskIsTold) {
   const TemporaryFolder folder;
-  const KorString path = folder.Write("filter.xml", "<HWINVCONFIG><UNKNOWN/></HWINVCONFIG>");
+  const KorString path = folder.Write("filter.xml",
+                                      "<HWINVCONFIG><UNKNOWN/><TRANSLATEHWLIST><TRANSLATEHW>"
+                                      "<ACTION>Reject</ACTION></TRANSLATEHW></TRANSLATEHWLIST>"
+                                      "</HWINVCONFIG>");
   const CapturedLog log(debugInv);
   HwFilter filter;
 
   EXPECT_TRUE(filter.Load(path));
 
   EXPECT_EQ(log.Text(), "trace: Processing xml '" + path.Str() +
-                            "'\ntrace: Filter entries have been loaded (0 WMI classes, 0 "
+                            "'\ntrace: Filter entries have been loaded (0 WMI classes, 1 "
                             "attributes)\n");
 }
 
@@ -92,6 +95,15 @@ TEST(FilterCheck, SkippedElementsAreNamedWithTheirPlace) {
                       "with all that it holds",
                       "4: Element 'translatehw' in HWINVCONFIG/TRANSLATEHWLIST is unknown and "
                       "skipped with all that it holds, did you mean TRANSLATEHW?"}));
+}
+
+TEST(FilterCheck, XmlAttributesOfSkippedElementsAreNotSpokenOf) {
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><X label='z' other='y'/><ACTION>Reject</ACTION>"
+                           "</TRANSLATEHW>"),
+            (Findings{"1: Element 'X' in HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW is unknown and "
+                      "skipped with all that it holds",
+                      "1: Entry 'r' never applies: it has no MATCHHW with an ATTRNAME or "
+                      "ATTRVALUE"}));
 }
 
 TEST(FilterCheck, IgnoredXmlAttributesAreNamed) {
@@ -214,6 +226,9 @@ TEST(FilterCheck, EmptyConditionsAreSaid) {
             Findings{"1: Entry 'r' never applies: MATCHHW/ATTRVALUE is empty, which matches "
                      "everything"});
   EXPECT_EQ(FindingsInRule("<MATCHHW><ATTRVALUE value='text'/></MATCHHW>"), Findings{});
+  EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><MATCHHW><ATTRNAME/></MATCHHW>"
+                           "<ACTION>Reject</ACTION></TRANSLATEHW>"),
+            Findings{"1: Entry 'r': MATCHHW/ATTRNAME is empty and matches everything"});
 }
 
 TEST(FilterCheck, ExpressionsThatDoNotCompileAreSaidWithTheReason) {
@@ -293,6 +308,10 @@ TEST(FilterCheck, MatchOfARewriteThatDoesNotUseItIsSaid) {
   EXPECT_EQ(FindingsInRule("<MODIFYHW><ATTRVALUE value='regex'>b</ATTRVALUE></MODIFYHW>"),
             Findings{"1: Entry 'r': MODIFYHW/ATTRVALUE has no 'match': the empty expression "
                      "matches everywhere"});
+  const Findings inRename = FindingsInRule("<MODIFYHW><ATTRNAME match='a'>b</ATTRNAME></MODIFYHW>");
+  ASSERT_EQ(inRename.size(), 2U);
+  EXPECT_EQ(inRename[1],
+            "1: Entry 'r': 'match' of MODIFYHW/ATTRNAME is ignored, the method is not regex");
 }
 
 TEST(FilterCheck, WhatARenameReallyDoesIsSaid) {
@@ -308,10 +327,13 @@ TEST(FilterCheck, WhatARenameReallyDoesIsSaid) {
 TEST(FilterCheck, RewritesWithoutEffectAreSaid) {
   EXPECT_EQ(FindingsInRule("<MODIFYHW/>"),
             Findings{"1: Entry 'r': MODIFYHW is empty and rewrites nothing"});
-  EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>a</ATTRNAME></MATCHHW>"
-                           "<ACTION>Reject</ACTION><MODIFYHW><ATTRVALUE>b</ATTRVALUE></MODIFYHW>"
-                           "</TRANSLATEHW>"),
-            Findings{"1: Entry 'r': MODIFYHW is ignored, the entry rejects"});
+  for (const char* rewrite : {"<MODIFYHW/>", "<MODIFYHW><ATTRNAME/></MODIFYHW>",
+                              "<MODIFYHW><ATTRVALUE>b</ATTRVALUE></MODIFYHW>"}) {
+    EXPECT_EQ(FindingsInList("<TRANSLATEHW label='r'><MATCHHW><ATTRNAME>a</ATTRNAME></MATCHHW>"
+                             "<ACTION>Reject</ACTION>" +
+                             std::string(rewrite) + "</TRANSLATEHW>"),
+              Findings{"1: Entry 'r': MODIFYHW is ignored, the entry rejects"});
+  }
 }
 
 TEST(FilterCheck, RulesWithoutPassesAreSaidAtTheEnd) {

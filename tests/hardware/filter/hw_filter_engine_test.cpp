@@ -170,20 +170,24 @@ TEST(FilterEngine, TranslationThatNeverEndsIsCancelled) {
   class Endless : public KorThread {
    public:
     ~Endless() override { Cancel(60'000, true); }
-    std::atomic<bool> hasEnded = false;
+    std::atomic<bool> wasCancelled = false;
 
    protected:
     void ThreadMain() override {
       Translation translation{{"A", "1"}};
-      translation.Run(ValueRewrite("A", "<ATTRVALUE>2</ATTRVALUE>"), "99999999999");
-      hasEnded = true;
+      try {
+        translation.Run(ValueRewrite("A", "<ATTRVALUE>2</ATTRVALUE>"), "99999999999");
+      } catch (const KorThreadCancelled&) {
+        wasCancelled = true;
+        throw;
+      }
     }
   };
   Endless thread;
   ASSERT_TRUE(thread.Start());
   // Without force: the translation looks by itself.
   EXPECT_TRUE(thread.Cancel(60'000, false));
-  EXPECT_FALSE(thread.hasEnded);
+  EXPECT_TRUE(thread.wasCancelled);
 }
 
 // What the translation is given up with; empty when it is not.
@@ -595,6 +599,24 @@ TEST(FilterEngine, EveryInstanceOfEveryClassIsTranslated) {
             KorString("x"));
   EXPECT_EQ(translation.messages[1],
             "There was 3 change(s) within the last loop. More pass would be required");
+}
+
+TEST(FilterEngine, WhatIsToBeRenamedInOneInstanceIsForgottenInTheNext) {
+  Translation translation{{"Old", "1"}};
+  translation.Type().Ensure("1")->Ensure("Other")->SetValue("2");
+  translation.Run(Rename("Old", "New"));
+  EXPECT_EQ(translation.messages,
+            (Names{"Processing attribute filter pass 1",
+                   "Failed to rename attribute from 'New' to 'Old' (0x1)",
+                   "There was 1 change(s) within the last loop. More pass would be required"}));
+}
+
+TEST(FilterEngine, WhatIsRejectedInOneInstanceStaysInTheNext) {
+  Translation translation{{"A", "x"}};
+  translation.Type().Ensure("1")->Ensure("A")->SetValue("y");
+  translation.Run(RejectWhere("<ATTRVALUE>x</ATTRVALUE>"));
+  EXPECT_EQ(translation.Result(), Values{});
+  EXPECT_NE(translation.Type().Instances().Get("1")->Attributes().Get("A"), nullptr);
 }
 
 }  // namespace

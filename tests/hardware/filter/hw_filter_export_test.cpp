@@ -77,6 +77,16 @@ TEST(FilterExport, ClassesAndAttributesComeInOrder) {
   EXPECT_EQ(bios.CountValues("WMI_CLASS_ATTR"), -1);
 }
 
+TEST(FilterExport, MayBeHandedOutAgain) {
+  HwFilter filter;
+  AddAttr(*AddClass(filter, "Processor", "Win32_Processor", 1), "Name");
+  KorContainer first;
+  filter.WmiToContainer(first);
+  KorContainer second;
+  filter.WmiToContainer(second);
+  EXPECT_TRUE(first == second);
+}
+
 TEST(FilterExport, WhatIsNotSetIsAbsent) {
   HwFilter filter;
   AddAttr(*AddClass(filter, "", "", 0), "");

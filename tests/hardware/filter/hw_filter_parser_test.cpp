@@ -166,6 +166,14 @@ TEST(FilterParser, UnexpectedElementsAreSkippedWithAllTheyHold) {
   EXPECT_EQ(reading.complaints, "");
 }
 
+TEST(FilterParser, SkippedElementOfAClassLeavesItItsAttributes) {
+  const Reading reading(ClassWith(
+      "<ATTRIBUTES><ATTRIBUTE><ATTRNAME>A</ATTRNAME><ATTRACTION>Accept</ATTRACTION></ATTRIBUTE>"
+      "</ATTRIBUTES><EXTRA/>"));
+  ASSERT_EQ(reading.filter.WmiClassCount(), 1U);
+  EXPECT_EQ(AttrNames(*reading.filter.WmiClassGet(0)), std::vector<std::string>{"A"});
+}
+
 TEST(FilterParser, ChildOfATextElementIsSkippedAndTheTextGoesOn) {
   const Reading reading(ClassList(
       "<HWWMICLASS><CLASSNAME>Pro<b>fe</b>ces<!-- x -->sor</CLASSNAME><CLASSID>I</CLASSID>"

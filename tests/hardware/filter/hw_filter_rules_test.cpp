@@ -216,6 +216,12 @@ TEST(FilterRules, RepeatedElementAppendsItsTextAndStoresItsXmlAttributesAnew) {
   EXPECT_EQ(rule.GetMatchNameCase(), 0U);
 }
 
+TEST(FilterRules, XmlAttributesOfASkippedElementAreNotTaken) {
+  const Rules rules = Rule("<X label='z'/>");
+  ASSERT_EQ(rules.filter.AttrCount(), 1U);
+  EXPECT_EQ(rules.filter.AttrGet(0)->GetName(), KorString("r"));
+}
+
 TEST(FilterRules, NothingOfARuleIsLeftForTheNext) {
   const Rules rules(
       "<TRANSLATEHW label='first'><MATCHHW><ATTRNAME value='text' operator='ne'>a</ATTRNAME>"

@@ -36,6 +36,7 @@ TEST(HwFilterModel, IndexAtTheCountGivesNull) {
   ASSERT_TRUE(filter.AttrAdd(rule));
   EXPECT_EQ(filter.WmiClassGet(0), wmiClass);
   EXPECT_EQ(filter.WmiClassGet(filter.WmiClassCount()), nullptr);
+  EXPECT_EQ(filter.WmiClassGet(UINT32_MAX), nullptr);
   EXPECT_EQ(filter.AttrGet(0), rule);
   EXPECT_EQ(filter.AttrGet(filter.AttrCount()), nullptr);
   EXPECT_EQ(filter.AttrGet(UINT32_MAX), nullptr);
@@ -64,6 +65,9 @@ TEST(HwFilterModel, EveryEntryIsDestroyedOnce) {
       ASSERT_TRUE(wmiClass->Attributes().Register(new Counted<HwFilterWmiAttr>(attributes)));
       ASSERT_TRUE(filter.WmiClassAdd(wmiClass));
       ASSERT_TRUE(filter.AttrAdd(new Counted<HwFilterAttr>(rules)));
+    }
+    // A walk that was left at its end.
+    while (filter.WmiClassGet(0)->Attributes().Next() != nullptr) {
     }
   }
   EXPECT_EQ(classes, 3);

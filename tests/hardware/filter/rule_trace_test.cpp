@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hardware/filter/hw_filter.h"
+#include "hardware/filter/hw_filter_codes.h"
 #include "hardware/module/globals.h"
 #include "support/captured_log.h"
 #include "support/temporary_folder.h"
@@ -50,6 +51,14 @@ class Notes : public KorTrace {
   KorTrace* before;
 };
 
+// What the rules of the filter tell.
+Lines Tell(ObjInv& inventory, const HwFilter& filter) {
+  const CapturedLog log(debugInv);
+  const Notes notes;
+  filter.ProcessAttrs(inventory);
+  return notes.lines;
+}
+
 // What one pass of the rules tells; the rules stand from line 2 on.
 Lines Tell(ObjInv& inventory, const std::string& rules) {
   const TemporaryFolder folder;
@@ -58,10 +67,13 @@ Lines Tell(ObjInv& inventory, const std::string& rules) {
   EXPECT_TRUE(
       filter.Load(folder.Write("rules.xml", "<HWINVCONFIG><TRANSLATEHWLIST maxpass='1'>\n" + rules +
                                                 "\n</TRANSLATEHWLIST></HWINVCONFIG>")));
-  const Notes notes;
-  filter.ProcessAttrs(inventory);
-  return notes.lines;
+  return Tell(inventory, filter);
 }
+
+// The new name is cut at its semicolon: Model becomes "Size;New".
+const char* const kRenameWithSemicolon = R"(<TRANSLATEHW label="name">
+<MATCHHW><ATTRNAME value="text">Size</ATTRNAME></MATCHHW>
+<ACTION>Accept</ACTION><MODIFYHW><ATTRNAME>New;Model</ATTRNAME></MODIFYHW></TRANSLATEHW>)";
 
 class RuleTraces : public testing::Test {
  protected:
@@ -101,6 +113,32 @@ TEST_F(RuleTraces, RejectionSaysWhy) {
                           "is Reject"}));
 }
 
+TEST_F(RuleTraces, RejectionForLackOfAnActionSaysSo) {
+  using namespace HardwareInventory;
+  auto* rule = new HwFilterAttr;
+  rule->GetName() = "made";
+  rule->GetFlags() = kFilterHasMatch | kFilterHasMatchName;
+  rule->MatchName().method = kFilterMatchText;
+  rule->MatchName().data = "Model";
+  HwFilter filter;
+  ASSERT_TRUE(filter.AttrAdd(rule));
+  filter.GetHwListMaxPass() = 1;
+
+  EXPECT_EQ(Tell(inventory, filter), (Lines{"pass 1", "Disk/sda",
+                                            "Model: 'made' line 0 (name is 'Model') 'none' "
+                                            "rejected: it has no action"}));
+}
+
+TEST_F(RuleTraces, NegatedExpressionIsToldAsOne) {
+  const Lines lines = Tell(inventory, R"(<TRANSLATEHW label="drop">
+<MATCHHW><ATTRNAME value="regex" operator="ne">^S</ATTRNAME></MATCHHW>
+<ACTION>Reject</ACTION></TRANSLATEHW>)");
+
+  EXPECT_EQ(lines, (Lines{"pass 1", "Disk/sda",
+                          "Model: 'drop' line 2 (name does not match '^S') 'none' rejected: its "
+                          "action is Reject"}));
+}
+
 TEST_F(RuleTraces, RenameTellsWhatBecameOfIt) {
   const Lines lines = Tell(inventory, R"(<TRANSLATEHW label="name">
 <MATCHHW><ATTRNAME value="text">Size</ATTRNAME></MATCHHW>
@@ -120,4 +158,20 @@ TEST_F(RuleTraces, RenameToANameThatIsTakenLosesTheOther) {
   EXPECT_EQ(lines[3], "rename Model to Size: there is one of that name, lost");
   EXPECT_EQ(inventory.Objects().Get("Disk")->Instances().Get("sda")->Attributes().Get("Model"),
             nullptr);
+}
+
+TEST_F(RuleTraces, RenameWithoutDefinitionLosesTheAttribute) {
+  const Lines lines = Tell(inventory, kRenameWithSemicolon);
+
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[3], "rename Model to Size;New: its class has no definition of it, lost");
+}
+
+TEST_F(RuleTraces, RenameThatIsDoneIsTold) {
+  inventory.Ensure("Disk")->Ensure("Model", "String");
+
+  const Lines lines = Tell(inventory, kRenameWithSemicolon);
+
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[3], "rename Model to Size;New");
 }

@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <new>
 #include <string>
 
 #include "hardware/filter/hw_filter.h"
 #include "hardware/filter/hw_filter_parser.h"
 #include "hardware/memory/refused_memory.h"
 #include "hardware/module/globals.h"
+#include "kor/shortage.h"
 #include "support/captured_log.h"
 #include "support/temporary_folder.h"
 
@@ -51,35 +53,43 @@ struct Reading {
 };
 
 TEST(FilterMemoryError, WithMemoryEverythingIsThere) {
+  const KorShortageWatch shortage;
   const Reading reading(0);
   EXPECT_TRUE(reading.succeeded);
   EXPECT_EQ(reading.complaints, "");
+  EXPECT_NO_THROW(shortage.ThrowIfNoted());
   ASSERT_EQ(reading.filter.WmiClassCount(), 1U);
   EXPECT_EQ(reading.filter.WmiClassGet(0)->Attributes().Count(), 1U);
   EXPECT_EQ(reading.filter.AttrCount(), 1U);
 }
 
 TEST(FilterMemoryError, AClassIsLeftOutWithItsAttributes) {
+  const KorShortageWatch shortage;
   const Reading reading(sizeof(HwFilterWmiClass));
   EXPECT_TRUE(reading.succeeded);
   EXPECT_EQ(reading.complaints, "Memory error\n");
+  EXPECT_THROW(shortage.ThrowIfNoted(), std::bad_alloc);
   EXPECT_EQ(reading.filter.WmiClassCount(), 0U);
   EXPECT_EQ(reading.filter.AttrCount(), 1U);
 }
 
 TEST(FilterMemoryError, AnAttributeIsLeftOutOfItsClass) {
+  const KorShortageWatch shortage;
   const Reading reading(sizeof(HwFilterWmiAttr));
   EXPECT_TRUE(reading.succeeded);
   EXPECT_EQ(reading.complaints, "Memory error\n");
+  EXPECT_THROW(shortage.ThrowIfNoted(), std::bad_alloc);
   ASSERT_EQ(reading.filter.WmiClassCount(), 1U);
   EXPECT_EQ(reading.filter.WmiClassGet(0)->Attributes().Count(), 0U);
   EXPECT_EQ(reading.filter.AttrCount(), 1U);
 }
 
 TEST(FilterMemoryError, ARuleIsLeftOut) {
+  const KorShortageWatch shortage;
   const Reading reading(sizeof(HwFilterAttr));
   EXPECT_TRUE(reading.succeeded);
   EXPECT_EQ(reading.complaints, "Memory error\n");
+  EXPECT_THROW(shortage.ThrowIfNoted(), std::bad_alloc);
   EXPECT_EQ(reading.filter.WmiClassCount(), 1U);
   EXPECT_EQ(reading.filter.AttrCount(), 0U);
 }

@@ -75,6 +75,7 @@ TEST(InterfaceNumbers, FreshEntriesHaveNothingGiven) {
         rule.GetModifyValueValue(), rule.GetModifyValueCase()}) {
     EXPECT_EQ(number, 0U);
   }
+  EXPECT_EQ(rule.GetLine(), 0U);
   HwFilterWmiClass wmiClass;
   EXPECT_EQ(wmiClass.GetFlags(), 0U);
   EXPECT_EQ(wmiClass.GetAction(), 0U);

@@ -156,6 +156,21 @@ TEST_F(VideoControllerScan, EachKeywordOfTheNameSelectsADevice) {
   }
 }
 
+TEST_F(VideoControllerScan, KeywordsHaveAllDigitsAndLetters) {
+  const std::string keyword = "0123456789abcdefghijklmnopqrstuvwxyz";
+
+  Scan("01:00.0 VGA compatible controller: " + keyword + "\n",
+       Device(" BoardName \"" + keyword + "\"\n"));
+
+  EXPECT_EQ(machine.TimesRan(MemoryLog(keyword)), 1U);
+}
+
+TEST_F(VideoControllerScan, NameThatIsNotClosedIsNone) {
+  Scan(kGeForce, Device(" Driver \"nvidia\n"));
+
+  EXPECT_EQ(machine.TimesRan(MemoryLog("NVIDIA")), 0U);
+}
+
 TEST_F(VideoControllerScan, TheFirstKeywordThatMatchesServesTheLog) {
   Scan(kGeForce, Device(" BoardName \"210\"\n VendorName \"the nViDiA company\"\n"));
 
