@@ -90,7 +90,6 @@ void CheckReplacement(const HwFilterAttr& rule, const char* where, const HwFilte
   const std::string_view text = modify.data.View();
   size_t highest = 0;
   for (size_t at = 0; at < text.size(); ++at) highest = std::max(highest, GroupAt(text, at));
-  if (highest == 0) return;
   const std::optional<size_t> count = CountGroups(modify.match);
   if (!count || highest <= *count) return;
   debugInv.TraceWithNL("Entry '%S': the replacement of %s names group %gu, but there are only %gu",

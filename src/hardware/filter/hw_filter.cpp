@@ -5,10 +5,6 @@
 
 namespace HardwareInventory {
 
-HwFilter::~HwFilter() {
-  Clear();
-}
-
 void HwFilter::Clear() {
   classes.Clear();
   rules.Clear();

@@ -33,7 +33,7 @@ class HwFilterGivenUp : public std::runtime_error {
 class HwFilter {
  public:
   HwFilter() = default;
-  virtual ~HwFilter();
+  virtual ~HwFilter() = default;
   HwFilter(const HwFilter&) = delete;
   HwFilter& operator=(const HwFilter&) = delete;
 

@@ -125,7 +125,6 @@ const HwFilterElement* FindFilterElementLike(HwFilterState parent, std::string_v
 }
 
 KorString FilterPath(HwFilterState state) {
-  if (state == State::kDocument) return {};
   const HwFilterElement& element = FilterElementOf(state);
   if (element.parent == State::kDocument) return KorString(element.name);
   return FilterPath(element.parent) + "/" + KorString(element.name);

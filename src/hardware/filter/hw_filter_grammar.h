@@ -105,7 +105,7 @@ HwFilterText FindFilterAttribute(HwFilterState state, std::string_view name);
 // An element that is expected there under a name of another letter case; null when there is none.
 const HwFilterElement* FindFilterElementLike(HwFilterState parent, std::string_view name);
 
-// "HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW"; empty for the document.
+// "HWINVCONFIG/TRANSLATEHWLIST/TRANSLATEHW", for a state other than the document's.
 KorString FilterPath(HwFilterState state);
 
 }  // namespace HardwareInventory

@@ -11,15 +11,6 @@
 
 namespace HardwareInventory {
 
-namespace {
-
-uint64_t CurrentLine() {
-  const KorInputPosition* const position = KorInputPosition::Current();
-  return position == nullptr ? 0 : position->line;
-}
-
-}  // namespace
-
 bool HwFilterParser::Process(const KorString& path, HwFilter* targetFilter) {
   debugInv.TraceWithNL("Processing xml '%S'", path);
   texts.fill({});
@@ -53,7 +44,7 @@ void HwFilterParser::Enter(const HwFilterElement& element) {
   if ((present & element.presenceBit) != 0) CheckRepeatedElement(element);
   present |= element.presenceBit;
   state = element.state;
-  if (state == HwFilterState::kRule) ruleLine = CurrentLine();
+  if (state == HwFilterState::kRule) ruleLine = KorInputPosition::Current()->line;
 }
 
 void HwFilterParser::OnElementAttr(const char* name, const char* value) {
