@@ -308,15 +308,15 @@ class Pass {
 };
 
 size_t BytesOfValues(const ObjInv& inventory) {
-  size_t bytes = 0;
+  size_t total = 0;
   for (const ObjType* type : inventory.Objects()) {
     for (const ObjInst* instance : type->Instances()) {
       for (const ObjInstAttr* attribute : instance->Attributes()) {
-        bytes += attribute->GetValue().GetLength();
+        total += attribute->GetValue().GetLength();
       }
     }
   }
-  return bytes;
+  return total;
 }
 
 // How often something was rewritten.
