@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,6 +49,14 @@ Result<Descriptor> OpenFolder(const KorString& path) {
   return opened;
 }
 
+bool IsStillAt(const Descriptor& opened, const KorString& path) {
+  struct stat atPath;
+  struct stat ofOpened;
+  return opened.IsOpen() && fstat(opened.Get(), &ofOpened) == 0 &&
+         lstat(path.CStr(), &atPath) == 0 && atPath.st_dev == ofOpened.st_dev &&
+         atPath.st_ino == ofOpened.st_ino;
+}
+
 // True when the file is there no more.
 bool Remove(const KorString& path) {
   return unlink(path.CStr()) == 0 || errno == ENOENT;
@@ -86,8 +95,13 @@ void DeliveryQueue::SetLimit(uint64_t byteLimit) {
   limit = byteLimit;
 }
 
+// Somebody may have removed them since, or put others in their place.
+bool DeliveryQueue::AreFoldersOpen() const {
+  return IsStillAt(folderDescriptor, folder) && IsStillAt(parkedDescriptor, parked);
+}
+
 Result<void> DeliveryQueue::Prepare() {
-  if (folderDescriptor.IsOpen() && parkedDescriptor.IsOpen()) return {};
+  if (AreFoldersOpen()) return {};
   Result<Descriptor> main = OpenFolder(folder);
   if (!main.IsOk()) return Failure{main.Reason()};
   Result<Descriptor> aside = OpenFolder(parked);
@@ -148,8 +162,7 @@ Result<void> DeliveryQueue::Scan() {
 
 Result<void> DeliveryQueue::Refresh() {
   const KorMutexLock lock(mutex);
-  if (!folderDescriptor.IsOpen()) return Prepare();
-  return Scan();
+  return AreFoldersOpen() ? Scan() : Prepare();
 }
 
 std::string DeliveryQueue::NextId() {
@@ -300,9 +313,11 @@ Result<void> DeliveryQueue::ParkItem(const std::string& id, const KorString& rea
   return {};
 }
 
-bool DeliveryQueue::BecomeDeliverer() {
+Result<bool> DeliveryQueue::BecomeDeliverer() {
   const KorMutexLock lock(mutex);
-  return Prepare().IsOk() && flock(parkedDescriptor.Get(), LOCK_EX | LOCK_NB) == 0;
+  const Result<void> prepared = Prepare();
+  if (!prepared.IsOk()) return Failure{prepared.Reason()};
+  return flock(parkedDescriptor.Get(), LOCK_EX | LOCK_NB) == 0;
 }
 
 size_t DeliveryQueue::Count() {
@@ -310,9 +325,10 @@ size_t DeliveryQueue::Count() {
   return items.size();
 }
 
-size_t DeliveryQueue::CountParked() {
+Result<size_t> DeliveryQueue::CountParked() const {
   const Result<QueueListing> aside = ListQueueFolder(parked);
-  return aside.IsOk() ? aside.Value().items.size() : 0;
+  if (!aside.IsOk()) return Failure{aside.Reason()};
+  return aside.Value().items.size();
 }
 
 }  // namespace agent

@@ -33,8 +33,9 @@ struct QueuedItem {
 // grow with time and a random UUID: ordered as they were accepted, and never given twice.
 class DeliveryQueue {
  public:
-  // The folder is created when it is first needed. What waits and what is parked together takes no
-  // more bytes than the limit, and is no more than so many items.
+  // The folder is created when it is first needed, and anew when somebody has taken it away. What
+  // waits and what is parked together takes no more bytes than the limit, and is no more than so
+  // many items.
   DeliveryQueue(const KorString& queueFolder, uint64_t byteLimit, size_t itemLimit = 10'000);
 
   void SetLimit(uint64_t byteLimit) KOR_EXCLUDES(mutex);
@@ -58,15 +59,16 @@ class DeliveryQueue {
   Result<void> Refresh() KOR_EXCLUDES(mutex);
 
   // Whether this object is the one that delivers: the first that asks, until it goes.
-  bool BecomeDeliverer() KOR_EXCLUDES(mutex);
+  Result<bool> BecomeDeliverer() KOR_EXCLUDES(mutex);
 
   size_t Count() KOR_EXCLUDES(mutex);
-  size_t CountParked() KOR_EXCLUDES(mutex);
+  Result<size_t> CountParked() const;
   const KorString& Folder() const { return folder; }
 
  private:
   class FolderLock;
 
+  bool AreFoldersOpen() const KOR_REQUIRES(mutex);
   Result<void> Prepare() KOR_REQUIRES(mutex);
   Result<void> RemoveLeftovers() KOR_REQUIRES(mutex);
   Result<void> Scan() KOR_REQUIRES(mutex);

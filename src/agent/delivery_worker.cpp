@@ -33,10 +33,7 @@ DeliveryWorker::~DeliveryWorker() {
 
 void DeliveryWorker::Start() {
   const Result<void> prepared = queue.Refresh();
-  if (!prepared.IsOk()) {
-    KorFrameworkLog().ErrorWithNL("Nothing can be delivered from '%S': %S", queue.Folder(),
-                                  prepared.Reason());
-  }
+  if (!prepared.IsOk()) TellUnusable(prepared.Reason());
   wakeup.Watch(queue.Folder());
   const KorMutexLock lock(mutex);
   state = State::kBusy;
@@ -85,16 +82,14 @@ std::optional<Wakeup::Time> DeliveryWorker::Step() {
     state = State::kBusy;
   }
   // The processes that do not deliver have nothing to look at in the meantime.
-  if (!queue.BecomeDeliverer()) {
+  const Result<bool> delivers = queue.BecomeDeliverer();
+  if (!delivers.IsOk()) return LookLater(delivers.Reason());
+  if (!delivers.Value()) {
     SetState(State::kOtherDelivers);
     return steady_clock::now() + kOtherDeliversSleep;
   }
   const Result<void> refreshed = queue.Refresh();
-  if (!refreshed.IsOk()) {
-    SetFailure(refreshed.Reason());
-    SetState(State::kRetrying);
-    return steady_clock::now() + backoff.Next();
-  }
+  if (!refreshed.IsOk()) return LookLater(refreshed.Reason());
   if (steady_clock::now() < nextAttempt) {
     SetState(State::kRetrying);
     return nextAttempt;
@@ -107,6 +102,7 @@ std::optional<Wakeup::Time> DeliveryWorker::Step() {
     return steady_clock::now();
   }
   if (queue.Count() == 0) {
+    ForgetFailure();
     SetState(State::kIdle);
     return std::nullopt;
   }
@@ -130,6 +126,22 @@ void DeliveryWorker::DeliverOne(const QueuedItem& item) {
     return HoldUp(item, result);
   }
   if (!removed.IsOk()) return HoldUp(item, {DeliveryResult::Verdict::kRetry, removed.Reason()});
+  ForgetFailure();
+}
+
+void DeliveryWorker::TellUnusable(const KorString& reason) {
+  SetFailure(reason);
+  if (!loggedFailure.IsNew(reason)) return;
+  KorFrameworkLog().ErrorWithNL("Nothing can be delivered from '%S': %S", queue.Folder(), reason);
+}
+
+Wakeup::Time DeliveryWorker::LookLater(const KorString& reason) {
+  TellUnusable(reason);
+  SetState(State::kRetrying);
+  return steady_clock::now() + backoff.Next();
+}
+
+void DeliveryWorker::ForgetFailure() {
   backoff.Reset();
   loggedFailure.Reset();
   SetFailure(KorString());

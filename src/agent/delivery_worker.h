@@ -56,6 +56,9 @@ class DeliveryWorker {
   std::optional<Wakeup::Time> Step() KOR_EXCLUDES(mutex);
   void DeliverOne(const QueuedItem& item) KOR_EXCLUDES(mutex);
   void HoldUp(const QueuedItem& item, const DeliveryResult& result) KOR_EXCLUDES(mutex);
+  void TellUnusable(const KorString& reason) KOR_EXCLUDES(mutex);
+  Wakeup::Time LookLater(const KorString& reason) KOR_EXCLUDES(mutex);
+  void ForgetFailure() KOR_EXCLUDES(mutex);
   void SetState(State newState) KOR_EXCLUDES(mutex);
   void SetFailure(const KorString& reason) KOR_EXCLUDES(mutex);
   bool MayChangeSoon() KOR_REQUIRES(mutex);

@@ -57,6 +57,9 @@ struct ListCleanup {
   void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
+// What a server asks for may be more than milliseconds can be counted.
+constexpr std::chrono::seconds kLongestRetryAfter = std::chrono::hours(24);
+
 constexpr const char* kUnusable = "libcurl cannot be used";
 
 bool InitialiseOnce() {
@@ -336,7 +339,8 @@ HttpAnswer HttpClient::Send(const HttpRequest& request) {
     curl_easy_getinfo(transfer, CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(transfer, CURLINFO_RETRY_AFTER, &seconds);
     answer.status = static_cast<int>(status);
-    answer.retryAfter = std::chrono::seconds(seconds);
+    answer.retryAfter =
+        std::clamp(std::chrono::seconds(seconds), std::chrono::seconds(0), kLongestRetryAfter);
   }
   return answer;
 }

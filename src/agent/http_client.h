@@ -49,7 +49,7 @@ struct HttpAnswer {
   int status = 0;   // 0: no answer came
   KorString error;  // why not
   std::string body;
-  std::chrono::seconds retryAfter{0};
+  std::chrono::seconds retryAfter{0};  // 24 h at most
 };
 
 // Keeps its connection between requests. Certificates are always verified, redirections are not

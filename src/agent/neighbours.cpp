@@ -106,9 +106,16 @@ DeliveryStatus Neighbours::Status() {
   DeliveryStatus status;
   status.files = files.Count();
   status.actions = actions.Count();
-  status.parked = files.CountParked() + actions.CountParked();
   status.lastFailure = current->files.LastFailure();
   if (status.lastFailure.IsEmpty()) status.lastFailure = current->actions.LastFailure();
+  for (const DeliveryQueue* queue : {&files, &actions}) {
+    const Result<size_t> parked = queue->CountParked();
+    if (parked.IsOk()) {
+      status.parked += parked.Value();
+    } else if (status.lastFailure.IsEmpty()) {
+      status.lastFailure = parked.Reason();
+    }
+  }
   return status;
 }
 

@@ -41,6 +41,13 @@ void Note(QueueListing& listing, std::string_view name) {
   }
 }
 
+// With the reason in errno.
+Failure CannotBeRead(const KorString& path) {
+  Failure failure;
+  failure.reason.Printf("the folder '%S' cannot be read: %s", path, std::strerror(errno));
+  return failure;
+}
+
 }  // namespace
 
 std::string MakeItemId(uint64_t sequence) {
@@ -71,26 +78,23 @@ uint64_t SequenceOf(std::string_view id) {
 }
 
 Result<QueueListing> ListQueueFolder(const KorString& path) {
-  Failure failure;
   const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.CStr()));
+  if (!folder) return CannotBeRead(path);
   QueueListing listing;
   errno = 0;
-  const dirent* entry = folder ? readdir(folder.get()) : nullptr;
-  while (entry != nullptr) {
+  while (const dirent* const entry = readdir(folder.get())) {
     struct stat status;
-    const bool isFile =
-        fstatat(dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        S_ISREG(status.st_mode);
-    if (isFile) {
+    if (fstatat(dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      // It may have gone since.
+      if (errno != ENOENT) return CannotBeRead(path);
+    } else if (S_ISREG(status.st_mode)) {
       listing.bytes += static_cast<uint64_t>(status.st_size);
       Note(listing, entry->d_name);
     }
     errno = 0;
-    entry = readdir(folder.get());
   }
-  if (errno == 0) return listing;
-  failure.reason.Printf("the folder '%S' cannot be read: %s", path, std::strerror(errno));
-  return failure;
+  if (errno != 0) return CannotBeRead(path);
+  return listing;
 }
 
 }  // namespace agent

@@ -32,6 +32,7 @@ struct QueueListing {
   std::vector<std::string> temporary;  // names of files that were being written
   uint64_t bytes = 0;
 };
+// A failure unless all of it could be looked at.
 Result<QueueListing> ListQueueFolder(const KorString& folder);
 
 }  // namespace agent

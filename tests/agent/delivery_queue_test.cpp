@@ -128,6 +128,32 @@ TEST(DeliveryQueue, FolderThatIsALinkIsRefused) {
   EXPECT_FALSE(queue.AddMessage(Meaning("Type")).IsOk());
 }
 
+TEST(DeliveryQueue, FolderThatWasTakenAwayIsMadeAnew) {
+  const TemporaryFolder folder;
+  DeliveryQueue queue(folder.Path("queue"), kRoom);
+  ASSERT_TRUE(queue.AddMessage(Meaning("Type")).IsOk());
+  std::filesystem::remove_all(folder.Path("queue").Str());
+
+  const std::string second = queue.AddMessage(Meaning("Type")).Value();
+
+  EXPECT_EQ(second, queue.Peek(false)->id);
+  std::filesystem::rename(folder.Path("queue").Str(), folder.Path("old").Str());
+  EXPECT_TRUE(queue.Refresh().IsOk());
+  EXPECT_EQ(0U, queue.Count());
+  EXPECT_EQ(0U, queue.CountParked().Value());
+}
+
+TEST(DeliveryQueue, WhoDeliversIsAskedAnewWhenTheFolderWasExchanged) {
+  const TemporaryFolder folder;
+  DeliveryQueue first(folder.Path("queue"), kRoom);
+  DeliveryQueue second(folder.Path("queue"), kRoom);
+  ASSERT_TRUE(first.BecomeDeliverer().Value());
+  std::filesystem::rename(folder.Path("queue").Str(), folder.Path("old").Str());
+
+  EXPECT_TRUE(second.BecomeDeliverer().Value());
+  EXPECT_FALSE(first.BecomeDeliverer().Value());
+}
+
 TEST(DeliveryQueue, LimitRefusesAndDoneMakesRoom) {
   const TemporaryFolder folder;
   DeliveryQueue queue(folder.Path("queue"), 3000);
@@ -158,7 +184,7 @@ TEST(DeliveryQueue, ParkedItemsAreKeptWithTheirReasonAndCanComeBack) {
   const std::string id = queue.AddFile(folder.Write("source", "abc"), Meaning("Type")).Value();
   ASSERT_TRUE(queue.Park(id, "the server answered 403").IsOk());
   EXPECT_EQ(0U, queue.Count());
-  EXPECT_EQ(1U, queue.CountParked());
+  EXPECT_EQ(1U, queue.CountParked().Value());
   EXPECT_EQ("abc", folder.Read("queue/parked/" + id + ".payload"));
   EXPECT_EQ("the server answered 403\n", folder.Read("queue/parked/" + id + ".reason.txt"));
 
@@ -182,7 +208,7 @@ TEST(DeliveryQueue, DamagedItemIsParkedAndTheNextOneIsGiven) {
   folder.Write("queue/" + garbled + ".json", "{");
   DeliveryQueue reopened(folder.Path("queue"), kRoom);
   EXPECT_EQ(good, reopened.Peek(false)->id);
-  EXPECT_EQ(2U, reopened.CountParked());
+  EXPECT_EQ(2U, reopened.CountParked().Value());
   EXPECT_EQ("its content is damaged\n", folder.Read("queue/parked/" + torn + ".reason.txt"));
 }
 
@@ -267,8 +293,8 @@ TEST(DeliveryQueue, SeveralThreadsAndObjectsAddToOneQueue) {
   ASSERT_TRUE(first.Refresh().IsOk());
   EXPECT_EQ(100U, first.Count());
   EXPECT_EQ(200U, CountFiles(folder.Path("queue")));
-  EXPECT_TRUE(first.BecomeDeliverer());
-  EXPECT_FALSE(second.BecomeDeliverer());
+  EXPECT_TRUE(first.BecomeDeliverer().Value());
+  EXPECT_FALSE(second.BecomeDeliverer().Value());
 }
 
 // Accepts, delivers and parks items until it is killed, and tells of each by its id.
@@ -353,6 +379,57 @@ TEST(DeliveryQueue, KillAtAnyInstantLosesNothingThatWasAccepted) {
   for (const auto& [id, parts] : parked.items) EXPECT_TRUE(parts.hasPayload && parts.hasMeaning);
 }
 
+// As long as it lives, the process can open so many descriptors more and no others.
+class FewDescriptors {
+ public:
+  explicit FewDescriptors(rlim_t count) {
+    // Those that are free below the limit are not many once these are taken.
+    int next = dup(STDERR_FILENO);
+    for (int last = -1; next != last + 1; next = dup(STDERR_FILENO)) {
+      taken.push_back(next);
+      last = next;
+    }
+    close(next);
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit limit{static_cast<rlim_t>(next) + count, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~FewDescriptors() {
+    setrlimit(RLIMIT_NOFILE, &before);
+    for (const int descriptor : taken) close(descriptor);
+  }
+  FewDescriptors(const FewDescriptors&) = delete;
+  FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+ private:
+  std::vector<int> taken;
+  rlimit before = {};
+};
+
+TEST(DeliveryQueue, FolderThatCannotBeListedIsNotTakenForEmpty) {
+  const TemporaryFolder folder;
+  const std::string id = agent::MakeItemId(7);
+  mkdir(folder.Path("queue").CStr(), 0700);
+  folder.Write("queue/" + id + ".payload", "abc");
+  DeliveryQueue queue(folder.Path("queue"), kRoom);
+  {
+    // Enough to hold the two folders, but not to list one.
+    const FewDescriptors few(2);
+    const std::string reason =
+        "the folder '" + folder.Path("queue").Str() + "' cannot be read: Too many open files";
+    EXPECT_EQ(reason, queue.Refresh().Reason().Str());
+    EXPECT_EQ(reason, queue.AddMessage(Meaning("Type")).Reason().Str());
+    EXPECT_FALSE(queue.BecomeDeliverer().IsOk());
+  }
+  {
+    const FewDescriptors none(0);
+    EXPECT_FALSE(queue.CountParked().IsOk());
+  }
+  EXPECT_EQ("abc", folder.Read("queue/" + id + ".payload"));
+  EXPECT_TRUE(queue.Refresh().IsOk());
+  EXPECT_EQ(0U, CountFiles(folder.Path("queue")));
+}
+
 // That nothing can be opened at all is not the item's fault.
 TEST(DeliveryQueue, ItemStaysWhenTheProcessHasNoDescriptorsLeft) {
   const TemporaryFolder folder;
@@ -366,7 +443,7 @@ TEST(DeliveryQueue, ItemStaysWhenTheProcessHasNoDescriptorsLeft) {
   ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
   ASSERT_TRUE(queue.Peek(false).has_value());
   EXPECT_EQ(id, queue.Peek(false)->id);
-  EXPECT_EQ(0U, queue.CountParked());
+  EXPECT_EQ(0U, queue.CountParked().Value());
 }
 
 }  // namespace

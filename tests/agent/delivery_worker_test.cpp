@@ -153,13 +153,36 @@ TEST(DeliveryWorker, OneObjectDeliversAndTheOthersOnlyAdd) {
   std::vector<std::string> none;
   DeliveryQueue queue(folder.Path("queue"), kRoom);
   DeliveryQueue elsewhere(folder.Path("queue"), kRoom);
-  ASSERT_TRUE(elsewhere.BecomeDeliverer());
+  ASSERT_TRUE(elsewhere.BecomeDeliverer().Value());
   queue.AddMessage(Meaning()).Value();
   DeliveryWorker worker(queue, std::make_unique<ScriptedUpstream>(Take, none), {}, kFast);
   worker.Start();
   EXPECT_EQ(1U, worker.DrainFor(seconds(5)));
   worker.Stop();
   EXPECT_TRUE(none.empty());
+}
+
+TEST(DeliveryWorker, QueueThatCannotBeUsedIsToldAndTriedAgain) {
+  const TemporaryFolder folder;
+  CapturedLog log(KorFrameworkLog());
+  std::vector<std::string> delivered;
+  const KorString inTheWay = folder.Write("queue", "");
+  DeliveryQueue queue(folder.Path("queue"), kRoom);
+  DeliveryWorker worker(queue, std::make_unique<ScriptedUpstream>(Take, delivered), {}, kFast);
+  worker.Start();
+  const auto end = steady_clock::now() + seconds(60);
+  while (worker.LastFailure().IsEmpty()) {
+    ASSERT_LT(steady_clock::now(), end);
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  EXPECT_EQ("'" + folder.Path("queue").Str() + "' cannot be created: File exists",
+            worker.LastFailure().Str());
+  std::filesystem::remove(inTheWay.Str());
+  const std::string id = queue.AddMessage(Meaning()).Value();
+  EXPECT_EQ(0U, worker.DrainFor(seconds(60)));
+  worker.Stop();
+  EXPECT_EQ(std::vector<std::string>{id}, delivered);
+  EXPECT_EQ("", worker.LastFailure().Str());
 }
 
 int64_t MicrosecondsUsed() {
@@ -217,6 +240,22 @@ TEST(FolderUpstream, FolderThatCannotBeUsedIsTriedAgain) {
   folder.Write("out", "a file");
   agent::FolderUpstream upstream(folder.Path("out"), kRoom);
   EXPECT_EQ(Verdict::kRetry, upstream.Deliver(*queue.Peek(false)).verdict);
+}
+
+TEST(FolderUpstream, FolderThatCannotBeListedIsNotTakenForEmpty) {
+  const TemporaryFolder folder;
+  agent::FolderUpstream upstream(folder.Path("out"), kRoom);
+  rlimit before{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+
+  const DeliveryResult result = upstream.Deliver(QueuedItem());
+
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+  EXPECT_EQ(Verdict::kRetry, result.verdict);
+  EXPECT_EQ("the folder '" + folder.Path("out").Str() + "' cannot be read: Too many open files",
+            result.reason.Str());
 }
 
 TEST(Backoff, GrowsToItsLimitWithJitterAndObeysTheServer) {

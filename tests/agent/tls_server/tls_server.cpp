@@ -7,7 +7,7 @@
 // PORT 0 is any; the port is printed on a line. One fault is spent on each PUT or POST:
 //   ok     takes it            lost   takes it, and cuts the connection instead of answering
 //   cut    cuts in the middle  stall  answers nothing as long as the client waits
-//   NNN    answers that number (429 with "Retry-After: 1")
+//   NNN    answers that number (429 with "Retry-After: 1", 503 with one of 9223372036854775807)
 // Afterwards everything is taken. FOLDER/requests.log gets a line for each request, FOLDER/arrived
 // the id of each delivery when it is taken for the first time, FOLDER/store its body. GET answers
 // from FOLDER/www; DELETE is noted only.
@@ -77,14 +77,18 @@ class Server {
     if (!ReadBody(connection, request)) return;
     if (!isDelivery) return AnswerOther(connection, request);
     if (fault != "ok" && fault != "lost") {
-      const std::string extra = fault == "429" ? "Retry-After: 1\r\n" : "";
-      return Send(connection, fault + " Fault\r\n" + extra, "as it was told");
+      return Send(connection, fault + " Fault\r\n" + RetryAfter(fault), "as it was told");
     }
     Take(request);
     if (fault == "ok") Send(connection, "201 Created\r\n", "");
   }
 
  private:
+  static std::string RetryAfter(const std::string& fault) {
+    if (fault == "429") return "Retry-After: 1\r\n";
+    return fault == "503" ? "Retry-After: 9223372036854775807\r\n" : "";
+  }
+
   static bool ReadMore(SSL* connection, std::string& text) {
     char chunk[16384];
     const int count = SSL_read(connection, chunk, sizeof(chunk));
