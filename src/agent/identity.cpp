@@ -1,8 +1,11 @@
 #include "agent/identity.h"
 
+#include <sys/stat.h>
 #include <uuid/uuid.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 
 #include "kor/container.h"
@@ -40,17 +43,31 @@ Result<KorString> MakeAndStoreGuid(const KorString& file) {
   return Failure{KorString("the device's identity cannot be stored in '") + file + "'"};
 }
 
+Failure NotReadable(const KorString& file, const KorString& reason) {
+  return Failure{"the device's identity in '" + file + "' cannot be read: " + reason};
+}
+
+// Where a link leads may come back, as a file system that is not mounted yet.
+Result<KorString> MakeFirstGuid(const KorString& file) {
+  struct stat status;
+  if (lstat(file.CStr(), &status) == 0) {
+    return NotReadable(file, "it is a link that leads nowhere");
+  }
+  return MeansMissing(errno) ? MakeAndStoreGuid(file) : NotReadable(file, std::strerror(errno));
+}
+
 }  // namespace
 
 Result<KorString> LoadOrMakeGuid(const KorString& file) {
-  if (!FileExists(file)) return MakeAndStoreGuid(file);
   std::string content;
   KorString error;
   if (!FileReadAll(file, content, error, kLargestFile)) {
-    return Failure{KorString("the device's identity in '") + file + "' cannot be read: " + error};
+    return MeansMissing(errno) ? MakeFirstGuid(file) : NotReadable(file, error);
   }
+  const IniFile stored(file);
+  if (!stored.Error().IsEmpty()) return NotReadable(file, stored.Error());
   KorString guid;
-  IniFile(file).GetEntryValue(kSection, kKey, guid, KorString());
+  stored.GetEntryValue(kSection, kKey, guid, KorString());
   if (IsGuid(guid)) return guid;
   const KorString aside = file + ".damaged";
   KorFrameworkLog().WarningWithNL(

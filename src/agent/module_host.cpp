@@ -1,9 +1,12 @@
 #include "agent/module_host.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -58,7 +61,11 @@ Result<void> EnsureSettingsFile(const KorString& modulePath) {
   SplitPath(modulePath, drive, directory, name, extension);
   KorAgentGetConfigDir(configDir);
   const KorString file = configDir + name + ".ini";
-  if (FileExists(file)) return {};
+  struct stat status;
+  if (stat(file.CStr(), &status) == 0) return {};
+  if (!MeansMissing(errno)) {
+    return Failure{"the settings file '" + file + "' cannot be read: " + std::strerror(errno)};
+  }
   if (SaveFileFromString(file, "; Settings of " + name + ". What is not set has its default.\n")) {
     return {};
   }

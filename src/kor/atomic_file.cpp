@@ -1,7 +1,6 @@
 #include "kor/atomic_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,14 +24,6 @@ std::string_view FolderPart(const KorString& path) {
 
 std::string_view NamePart(const KorString& path) {
   return path.View().substr(FolderPart(path).size());
-}
-
-// A device, a pipe or a socket, or a link to one: a file in its place would take it from everybody
-// else on the machine.
-bool IsSpecial(const KorString& path) {
-  struct stat status {};
-  if (stat(path.CStr(), &status) != 0) return false;
-  return !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
 // Sixteen hexadecimal digits; empty when the system gives no random bytes.
@@ -65,7 +56,7 @@ KorAtomicFile::KorAtomicFile(const KorString& target) : path(target) {
   } else if (name.empty() || name == "." || name == "..") {
     errno = EISDIR;
     Fail("cannot create");
-  } else if (IsSpecial(path)) {
+  } else if (FileIsSpecial(path)) {
     error.Printf("%S: cannot replace: not a regular file", path);
   } else if (!CreateTemporary(KorString(name) + ".") &&
              // A name that is as long as the system allows leaves no room for what is added to it.

@@ -45,15 +45,17 @@ class ReadDescriptor {
   int descriptor;
 };
 
-KorString LastReason() {
-  return KorString(std::strerror(errno));
-}
-
 // For the callers whose own messages have no room for the reason, which is left in errno.
 bool FailBecauseOfSystem(const char* what, const KorString& path) {
   const int error = errno;
   KorFrameworkLog().DetailWithNL("%S: %s: %s", path, what, std::strerror(error));
   errno = error;
+  return false;
+}
+
+bool FailBecauseOfSize(size_t limit, KorString& error) {
+  error.Printf("it is larger than %gu bytes", limit);
+  errno = EFBIG;
   return false;
 }
 
@@ -68,9 +70,19 @@ bool FileExists(const KorString& path) {
   return PathIsUsable(path) && stat(path.CStr(), &status) == 0;
 }
 
+bool MeansMissing(int error) {
+  return error == ENOENT || error == ENOTDIR;
+}
+
+bool FileIsSpecial(const KorString& path) {
+  struct stat status;
+  if (!PathIsUsable(path) || stat(path.CStr(), &status) != 0) return false;
+  return !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 bool FileDelete(const KorString& path, int) {
   if (PathIsUsable(path) && unlink(path.CStr()) == 0) return true;
-  if (errno == ENOENT || errno == ENOTDIR) return true;
+  if (MeansMissing(errno)) return true;
   return FailBecauseOfSystem("cannot remove", path);
 }
 
@@ -142,23 +154,26 @@ bool FileReadChunks(const KorString& path, const std::function<bool(std::string_
       if (!take(std::string_view(chunk.get(), static_cast<size_t>(count)))) return true;
     }
   }
-  if (count < 0) error = LastReason();
+  if (count < 0) {
+    const int reason = errno;
+    error = std::strerror(reason);
+    errno = reason;
+  }
   return count == 0;
 }
 
 bool FileReadAll(const KorString& path, std::string& content, KorString& error, size_t limit) {
+  const int64_t size = std::max<int64_t>(FileGetSize(path), 0);
+  if (static_cast<uint64_t>(size) > limit) return FailBecauseOfSize(limit, error);
   std::string whole;
-  const int64_t size = std::clamp<int64_t>(FileGetSize(path), 0, kLargestReserve);
-  whole.reserve(std::min(static_cast<size_t>(size), limit));
+  whole.reserve(static_cast<size_t>(std::min(size, kLargestReserve)));
   const auto append = [&whole, limit](std::string_view piece) {
     whole += piece;
     return whole.size() <= limit;
   };
   if (!FileReadChunks(path, append, error)) return false;
-  if (whole.size() > limit) {
-    error.Printf("it is larger than %gu bytes", limit);
-    return false;
-  }
+  // Files of the kernel have no size.
+  if (whole.size() > limit) return FailBecauseOfSize(limit, error);
   content = std::move(whole);
   return true;
 }

@@ -17,6 +17,13 @@ bool PathIsUsable(const KorString& path);
 // Follows links; false also when it cannot be told.
 bool FileExists(const KorString& path);
 
+// Of a value of errno: whether nothing is there, rather than that it cannot be told.
+bool MeansMissing(int error);
+
+// Whether it is a device, a pipe or a socket, or a link to one: a file in its place would take it
+// from everybody else on the machine, and who reads it may wait for ever.
+bool FileIsSpecial(const KorString& path);
+
 // True when the file is gone afterwards, also when it was not there. Folders are not removed. The
 // flag is ignored.
 bool FileDelete(const KorString& path, int flag = 1);
@@ -48,12 +55,13 @@ bool FileSync(int descriptor);
 bool FileClose(int descriptor);
 
 // Hands the content to `take` piece by piece until it answers false (which is no error). False with
-// the reason in `error` ("No such file or directory") when it cannot be read to the end.
+// the reason in `error` ("No such file or directory"), and in errno, when it cannot be read to the
+// end.
 bool FileReadChunks(const KorString& path, const std::function<bool(std::string_view)>& take,
                     KorString& error);
 
 // The whole content. False with the reason in `error`, as above, when it cannot be read or is
-// longer than the limit.
+// longer than the limit (EFBIG).
 bool FileReadAll(const KorString& path, std::string& content, KorString& error,
                  size_t limit = SIZE_MAX);
 

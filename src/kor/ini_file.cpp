@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <map>
@@ -159,7 +160,7 @@ struct IniFile::State {
     std::string content;
     if (FileReadAll(path, content, error, kLargestFile)) {
       lines = SplitLines(content);
-    } else if (!FileExists(path)) {
+    } else if (MeansMissing(errno)) {
       error.Clear();
     } else {
       KorFrameworkLog().WarningWithNL("Cannot read '%S': %S", path, error);

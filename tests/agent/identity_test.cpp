@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include "kor/condition.h"
 #include "kor/container.h"
@@ -63,6 +64,32 @@ TEST(Identity, GuidThatCannotBeStoredIsAFailure) {
   testing::internal::GetCapturedStderr();
   ASSERT_FALSE(guid.IsOk());
   EXPECT_TRUE(guid.Reason().Find("cannot be stored", 0) >= 0) << guid.Reason().CStr();
+}
+
+TEST(Identity, FileThatCannotBeLookedAtIsAFailureAndStays) {
+  const TemporaryFolder folder;
+  const KorString file = folder.Path("identity.ini");
+  std::filesystem::create_symlink("identity.ini", file.Str());
+
+  const agent::Result<KorString> guid = agent::LoadOrMakeGuid(file);
+
+  ASSERT_FALSE(guid.IsOk());
+  EXPECT_EQ(guid.Reason(), "the device's identity in '" + file +
+                               "' cannot be read: Too many levels of symbolic links");
+  EXPECT_TRUE(std::filesystem::is_symlink(file.Str()));
+}
+
+TEST(Identity, LinkThatLeadsNowhereIsAFailureAndStays) {
+  const TemporaryFolder folder;
+  const KorString file = folder.Path("identity.ini");
+  std::filesystem::create_symlink("unmounted/identity.ini", file.Str());
+
+  const agent::Result<KorString> guid = agent::LoadOrMakeGuid(file);
+
+  ASSERT_FALSE(guid.IsOk());
+  EXPECT_EQ(guid.Reason(), "the device's identity in '" + file +
+                               "' cannot be read: it is a link that leads nowhere");
+  EXPECT_TRUE(std::filesystem::is_symlink(file.Str()));
 }
 
 KorString AskGuid(uint32_t& code) {

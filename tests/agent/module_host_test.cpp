@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "kor/container.h"
 #include "kor/thread.h"
 #include "korcore/action_db.h"
@@ -97,6 +99,14 @@ TEST_F(ModuleHost, SettingsThatAreThereStayAsTheyAre) {
   folder.Write("slow_run.ini", "[slow_run]\nKey = 1\n");
   { ASSERT_TRUE(agent::Module::Load(TestModule("slow_run")).IsOk()); }
   EXPECT_EQ("[slow_run]\nKey = 1\n", folder.Read("slow_run.ini"));
+}
+
+TEST_F(ModuleHost, SettingsThatCannotBeLookedAtStayAndAreToldInOneLine) {
+  const KorString file = folder.Path("slow_run.ini");
+  std::filesystem::create_symlink("slow_run.ini", file.Str());
+  EXPECT_EQ(ReasonOf(TestModule("slow_run")),
+            "the settings file '" + file + "' cannot be read: Too many levels of symbolic links");
+  EXPECT_TRUE(std::filesystem::is_symlink(file.Str()));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 
 #include "support/captured_log.h"
@@ -168,6 +169,40 @@ TEST(FileReadAll, SaysWhyItCannotRead) {
   EXPECT_FALSE(FileReadAll(folder.Path(), content, error));
   EXPECT_EQ(error, "Is a directory");
   EXPECT_EQ(content, "untouched");
+}
+
+TEST(FileReadAll, TellsWhatIsMissingFromWhatCannotBeRead) {
+  const TemporaryFolder folder;
+  const KorString file = folder.Write("file", "content");
+  std::filesystem::create_symlink("loop", folder.Path("loop").Str());
+  std::string content;
+  KorString error;
+
+  EXPECT_FALSE(FileReadAll(file + "/below", content, error));
+  EXPECT_TRUE(MeansMissing(errno)) << errno;
+  EXPECT_FALSE(FileReadAll(folder.Path("missing"), content, error));
+  EXPECT_TRUE(MeansMissing(errno)) << errno;
+
+  EXPECT_FALSE(FileReadAll(file, content, error, 3));
+  EXPECT_FALSE(MeansMissing(errno)) << errno;
+  EXPECT_FALSE(FileReadAll(folder.Path("loop"), content, error));
+  EXPECT_FALSE(MeansMissing(errno)) << errno;
+}
+
+TEST(FileIsSpecial, IsTrueOfWhatHasNoContentOfItsOwn) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(mkfifo(folder.Path("pipe").CStr(), 0600), 0);
+  std::filesystem::create_symlink("pipe", folder.Path("link to pipe").Str());
+  folder.Write("file", "");
+  std::filesystem::create_symlink("file", folder.Path("link to file").Str());
+
+  EXPECT_TRUE(FileIsSpecial("/dev/null"));
+  EXPECT_TRUE(FileIsSpecial(folder.Path("pipe")));
+  EXPECT_TRUE(FileIsSpecial(folder.Path("link to pipe")));
+  EXPECT_FALSE(FileIsSpecial(folder.Path("file")));
+  EXPECT_FALSE(FileIsSpecial(folder.Path("link to file")));
+  EXPECT_FALSE(FileIsSpecial(folder.Path()));
+  EXPECT_FALSE(FileIsSpecial(folder.Path("missing")));
 }
 
 TEST(FileReadChunks, EndsWhenTheTakerHasEnough) {

@@ -245,6 +245,19 @@ TEST(IniFile, WhatCannotBeReadIsNotOverwritten) {
   EXPECT_EQ(log.Text(), "warning: Cannot read '" + folder.Path().Str() + "': Is a directory\n");
 }
 
+TEST(IniFile, WhatCannotBeLookedAtIsNotTakenForMissing) {
+  const TemporaryFolder folder;
+  const KorString path = folder.Path("loop.ini");
+  std::filesystem::create_symlink("loop.ini", path.Str());
+  const CapturedLog log(KorFrameworkLog());
+  IniFile ini(path);
+  EXPECT_EQ(ini.Error(), "Too many levels of symbolic links");
+  EXPECT_FALSE(ini.SetEntryValue(kSection, "a", "1"));
+  EXPECT_TRUE(std::filesystem::is_symlink(path.Str()));
+  EXPECT_EQ(log.Text(),
+            "warning: Cannot read '" + path.Str() + "': Too many levels of symbolic links\n");
+}
+
 TEST(IniFile, FileOverOneMebibyteIsNotReadAndNotOverwritten) {
   const TemporaryFolder folder;
   const KorString path = folder.Write("a.ini", "[A]\nk = v\n");
