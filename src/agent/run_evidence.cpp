@@ -8,6 +8,7 @@
 
 #include "kor/debug.h"
 #include "kor/file.h"
+#include "kor/xml_sax_parser.h"
 
 namespace agent {
 namespace {
@@ -89,7 +90,7 @@ void RunEvidence::RunBegins(const KorString& translationFile) {
   rules.command = KorString(kRulesCommand) + translationFile;
   rules.result.outcome = KorCommandResult::Outcome::kExited;
   KorString error;
-  if (FileReadAll(translationFile, rules.result.output, error)) {
+  if (FileReadAll(translationFile, rules.result.output, error, kXmlSizeLimit)) {
     notes.runs.push_back(std::move(rules));
   } else {
     KorFrameworkLog().WarningWithNL(

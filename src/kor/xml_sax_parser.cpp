@@ -5,9 +5,11 @@
 #include <expat.h>
 
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <type_traits>
 
 #include "kor/debug.h"
@@ -34,6 +36,24 @@ bool IsName(std::string_view name) {
     if (name.find(sign) != std::string_view::npos) return false;
   }
   return true;
+}
+
+// Pipes of a command line (/dev/stdin, /dev/fd/N) have no name: somebody writes to them and ends.
+bool HasName(const KorString& path) {
+  std::error_code error;
+  return !std::filesystem::canonical(path.Str(), error).empty();
+}
+
+KorString TooLarge(uint64_t limit) {
+  KorString text;
+  text.Printf("it is larger than %gu bytes", limit);
+  return text;
+}
+
+// Why the file is not even opened; empty when it is.
+KorString Refusal(const KorString& path, uint64_t limit) {
+  if (FileIsSpecial(path) && HasName(path)) return "it is not a file";
+  return FileGetSize(path) > static_cast<int64_t>(limit) ? TooLarge(limit) : KorString();
 }
 
 }  // namespace
@@ -136,18 +156,16 @@ bool CsXmlSaxParser::ParseFile(const KorString& path) {
   errorLine = 0;
   stopRequested = false;
   Events events(*this, path);
+  errorText = Refusal(path, sizeLimit);
   bool wellFormed = true;
   uint64_t size = 0;
   const auto feed = [&](std::string_view piece) {
     size += piece.size();
     return wellFormed = size <= sizeLimit && events.Feed(piece, false);
   };
+  const bool wasRead = errorText.IsEmpty() && FileReadChunks(path, feed, errorText);
   // Files of the kernel have no size: what is read is counted, too.
-  const bool isTooLarge = FileGetSize(path) > static_cast<int64_t>(sizeLimit);
-  const bool wasRead = !isTooLarge && FileReadChunks(path, feed, errorText);
-  if (isTooLarge || size > sizeLimit) {
-    errorText.Printf("it is larger than %gu bytes", sizeLimit);
-  }
+  if (size > sizeLimit) errorText = TooLarge(sizeLimit);
   if (!wasRead || size > sizeLimit) {
     KorFrameworkLog().ErrorWithNL("%S: %S", path, errorText);
     return false;

@@ -90,12 +90,12 @@ class DumpQuery {
 
   bool Run(const KorString& path, const KorString& query) {
     if (!FileExists(path)) return Fail("There is no inventory dump '" + path + "'");
+    // SQLite would wait for who writes to a pipe.
+    if (FileIsSpecial(path)) return FailToOpen(path, "it is not a file");
     KorString error;
     // A dump is never changed in place, only replaced: no locks and no journal are needed.
     database = SqliteOpen(path, "mode=ro&immutable=1", error);
-    if (database == nullptr) {
-      return Fail("Cannot open the inventory dump '" + path + "': " + error);
-    }
+    if (database == nullptr) return FailToOpen(path, error);
     if (!Confine(database.get(), deadline)) return FailWith(SQLITE_ERROR);
     if (!Prepare(query)) return false;
     ReadColumns();
@@ -167,6 +167,10 @@ class DumpQuery {
     if (code == SQLITE_AUTH) return Fail("The query does more than read the inventory dump");
     if (code == SQLITE_INTERRUPT) return Fail("The query takes too long");
     return Fail(KorString(sqlite3_errmsg(database.get())));
+  }
+
+  bool FailToOpen(const KorString& path, const KorString& reason) {
+    return Fail("Cannot open the inventory dump '" + path + "': " + reason);
   }
 
   bool Fail(const KorString& reason) {

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <thread>
 
+#include "kor/xml_sax_parser.h"
 #include "support/captured_log.h"
 #include "support/temporary_folder.h"
 
@@ -149,6 +151,17 @@ TEST_F(KeptRuns, ThatCannotBeWrittenAreSaidInOneLine) {
 
   EXPECT_NE(log.Text().find("cannot be kept for 'kor-agent explain'"), std::string::npos)
       << log.Text();
+}
+
+TEST_F(KeptRuns, DoWithoutRulesThatAreTooLarge) {
+  std::filesystem::resize_file(rules.Str(), kXmlSizeLimit + 1);
+  const CapturedLog log(KorFrameworkLog());
+  RunEvidence evidence(home, true);
+  Run("a");
+
+  EXPECT_EQ(log.Text(),
+            "warning: The rules of the run cannot be kept for 'kor-agent explain': it is larger "
+            "than 268435456 bytes\n");
 }
 
 TEST_F(KeptRuns, DamagedOrWithoutRulesAreRefused) {

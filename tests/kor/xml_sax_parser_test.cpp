@@ -1,6 +1,8 @@
 #include "kor/xml_sax_parser.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <stdexcept>
@@ -222,6 +224,46 @@ TEST(XmlSaxParser, FileThatIsLongerThanTheUsualLimitIsNotOpened) {
   CsXmlSaxParser parser;
   EXPECT_FALSE(parser.ParseFile(path));
   EXPECT_EQ(parser.ErrorText(), "it is larger than 268435456 bytes");
+}
+
+TEST(XmlSaxParser, PipeThatAnybodyMayWriteToIsRefusedAndNotWaitedFor) {
+  const TemporaryFolder folder;
+  const KorString pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.CStr(), 0600), 0);
+  std::filesystem::create_symlink("pipe", folder.Path("link").Str());
+  for (const KorString& path : {pipe, folder.Path("link")}) {
+    const CapturedLog log(KorFrameworkLog());
+    CsXmlSaxParser parser;
+    EXPECT_FALSE(parser.ParseFile(path));
+    EXPECT_EQ(parser.ErrorText(), "it is not a file");
+    EXPECT_EQ(log.Text(), "error: " + path.Str() + ": it is not a file\n");
+  }
+}
+
+TEST(XmlSaxParser, DeviceIsRefused) {
+  CsXmlSaxParser parser;
+  EXPECT_FALSE(parser.ParseFile("/dev/null"));
+  EXPECT_EQ(parser.ErrorText(), "it is not a file");
+}
+
+TEST(XmlSaxParser, PipeOfACommandLineIsRead) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], "<a/>", 4), 4);
+  close(ends[1]);
+  EventLog parser;
+  EXPECT_TRUE(parser.ParseFile(KorString("/dev/fd/" + std::to_string(ends[0]))))
+      << parser.ErrorText().CStr();
+  close(ends[0]);
+  EXPECT_EQ(parser.events, "[init a][start a][end a]");
+}
+
+TEST(XmlSaxParser, LinkToAFileIsRead) {
+  const TemporaryFolder folder;
+  folder.Write("a.xml", "<a/>");
+  std::filesystem::create_symlink("a.xml", folder.Path("link").Str());
+  CsXmlSaxParser parser;
+  EXPECT_TRUE(parser.ParseFile(folder.Path("link"))) << parser.ErrorText().CStr();
 }
 
 TEST(XmlSaxParser, DepthIsBounded) {

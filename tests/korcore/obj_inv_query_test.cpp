@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <string>
@@ -105,6 +106,16 @@ TEST_F(ObjInvQuery, AMissingDumpIsAnErrorThatSaysSo) {
 
   EXPECT_EQ(Error(), "There is no inventory dump '" + folder.Path("missing").Str() + "'");
   EXPECT_EQ(folder.CountEntries(), 1u);
+}
+
+TEST_F(ObjInvQuery, APipeInThePlaceOfTheDumpIsRefusedAndNotWaitedFor) {
+  const KorString pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.CStr(), 0600), 0);
+  container.SetString("Query", "select 1");
+
+  EXPECT_FALSE(ObjInv(nullptr).Query(pipe, container));
+
+  EXPECT_EQ(Error(), "Cannot open the inventory dump '" + pipe.Str() + "': it is not a file");
 }
 
 TEST_F(ObjInvQuery, AFileThatIsNoDatabaseIsAnError) {
