@@ -55,9 +55,10 @@ int MillisecondsUntil(const Deadline& deadline) {
 }
 
 // The command is not in the shell's own arguments, or "pgrep -f" would find the shell that runs it;
-// nor in the environment of what the command starts.
+// nor in the environment of what the command starts. Each process may have 2 GiB of address space:
+// one that keeps a line without an end must not eat the machine either.
 constexpr const char* kShellScript =
-    "korCommandLine=$KOR_COMMAND; unset KOR_COMMAND; eval \"$korCommandLine\"";
+    "korCommandLine=$KOR_COMMAND; unset KOR_COMMAND; ulimit -v 2097152; eval \"$korCommandLine\"";
 
 class Descriptor {
  public:

@@ -197,6 +197,15 @@ TEST(LiveMachineCommand, OutputPastTheCapIsCutAndTheCommandKilled) {
   EXPECT_EQ(result.output.size(), size_t{64} << 20U);
 }
 
+TEST(LiveMachineCommand, AddressSpaceOfItsProcessesIsTwoGibibytes) {
+  EXPECT_EQ(OutputOf("ulimit -S -v; ulimit -H -v"), "2097152\n2097152\n");
+}
+
+TEST(LiveMachineCommand, ProcessThatWantsMoreMemoryFailsByItself) {
+  EXPECT_EQ(ResultOf("dd if=/dev/null bs=1G count=1").status, 0);
+  EXPECT_EQ(ResultOf("dd if=/dev/null bs=3G count=1").status, 1);
+}
+
 TEST(LiveMachineCommand, WaitsForWhatTheBackgroundStillPrints) {
   EXPECT_EQ(OutputOf("(sleep 0.2; echo late) & echo early"), "early\nlate\n");
 }
