@@ -11,7 +11,6 @@ uint32_t HardwareInventory::ActionHandler_HardwareAuditNow(KorContainer*) {
   HwFilter filter;
   if (!LoadInventoryFilter(filter)) return ACTIONDB_ERROR_SUCCESS;
   ObjInv document(KorAgentGetDebugContext());
-  document.SetName("HWINVENTORY");
   for (const Scanner& scanner : Scanners()) {
     if (scanner.scan != ScanSystem) RunScanner(scanner, document);
   }

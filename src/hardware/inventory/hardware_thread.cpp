@@ -125,7 +125,6 @@ void HardwareThread::ThreadMain() {
 }
 
 void HardwareThread::WaitPause() {
-  if (pause == 0) return;
   Pause(uint64_t{pause} * 1000);
   pause = 0;
 }

@@ -110,14 +110,14 @@ KorString SumOf(const ObjInv& document) {
   return TextMd5(KorString(std::move(xml)));
 }
 
-// Sums of the two files. A differential needs a Sent file: without one it is turned off.
-void ReadSums(Comparison& comparison, bool& differential) KOR_REQUIRES(mutexInv) {
+// Sums of the two files. Without a Sent file nothing will be computed that a differential could
+// tell.
+void ReadSums(Comparison& comparison, bool differential) KOR_REQUIRES(mutexInv) {
   comparison.lastSum = FileMd5(strModuleLastDataFile);
   if (FileExists(strModuleSentDataFile)) {
     comparison.sentSum = FileMd5(strModuleSentDataFile);
   } else if (differential) {
     debugInv.PrintWithNL("No diff will be sent as there is no last sent inventory");
-    differential = false;
   }
 }
 

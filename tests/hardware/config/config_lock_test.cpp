@@ -111,6 +111,16 @@ TEST(ConfigLock, AccessesThatDoNotTakeItGoOn) {
   EXPECT_EQ(config.GetUploadInterval(false), 7U);
 }
 
+TEST(ConfigLock, NobodyWaitsOnceItIsGivenUp) {
+  const TemporaryFolder folder;
+  HardwareConfig config;
+  ASSERT_TRUE(config.Synchronize(true));
+  ASSERT_TRUE(config.Synchronize(false));
+  const HeldLock held(config, folder.Write("bad.ini", "[HardwareInventory]\nUploadGap = -1\n"));
+  config.SetUploadInterval(7, true);
+  EXPECT_EQ(config.GetUploadInterval(true), 7U);
+}
+
 class ConfigLockOfTheModule : public ModuleFixture {
  protected:
   bool Waits(const std::function<void()>& body) { return ::Waits(hwConfig, folder, body); }
@@ -123,6 +133,11 @@ TEST_F(ConfigLockOfTheModule, EveryActionWaitsForIt) {
                              "HardwareStartInventory", "HardwareUploadInventory"}) {
     EXPECT_TRUE(Waits([&] { Invoke(action); })) << action;
   }
+  KorContainer assignment;
+  assignment.SetString("AssignmentName", "7");
+  assignment.SetString("AssignmentModule", "HardwareInventory");
+  assignment.SetString("AssignmentContent", "<HWINVCONFIG/>");
+  EXPECT_TRUE(Waits([&] { Invoke("HardwareAssign", assignment); }));
   SaveInventory(DataFile("HardwareInventoryLast.xml"), "last");
   EXPECT_TRUE(Waits([&] { Invoke("HardwareInvGUIDCallback"); }));
 }

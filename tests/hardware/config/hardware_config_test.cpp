@@ -218,6 +218,71 @@ TEST_F(HardwareConfigTest, TheMaskSelectsWhatIsTakenFromAContainer) {
   EXPECT_FALSE(config.GetDifferentialUpload(true));
 }
 
+// The settings by their bits; the first one is not for containers.
+struct Setting {
+  uint32_t bit;
+  const char* key;
+};
+constexpr Setting kSettings[] = {{1, "LastInventorySent"}, {2, "TranslationFile"},
+                                 {4, "UploadInterval"},    {8, "UploadOnStartup"},
+                                 {16, "UploadGap"},        {32, "DifferencialUpload"}};
+
+std::string Keys(const HardwareConfig& source, uint32_t mask = 63) {
+  KorContainer container;
+  source.Write(container, mask);
+  std::string keys;
+  for (const KorString& key : container.Keys()) keys += key.Str() + " ";
+  return keys;
+}
+
+// What the settings are that a container does not tell, and those that it tells.
+std::string Values(const HardwareConfig& source) {
+  return std::to_string(source.GetLastInventorySent(true)) + " " +
+         source.GetTranslationFile(true).Str() + " " +
+         std::to_string(source.GetUploadInterval(true)) + " " +
+         std::to_string(source.GetUploadOnStartup(true)) + " " +
+         std::to_string(source.GetUploadGap(true)) + " " +
+         std::to_string(source.GetDifferentialUpload(true));
+}
+
+// One setting less, and one alone: what the mask leaves out stays, and is not told.
+TEST_F(HardwareConfigTest, EachBitOfTheMaskStandsForItsSetting) {
+  const KorString full = folder.Write("full.ini", kFull);
+  HardwareConfig all;
+  ASSERT_TRUE(all.Read(full, 63));
+  for (const Setting& setting : kSettings) {
+    HardwareConfig without;
+    without.Read(full, 63 - setting.bit);
+    EXPECT_NE(Values(without), Values(all)) << setting.key;
+    without.Read(full, setting.bit);
+    EXPECT_EQ(Values(without), Values(all)) << setting.key;
+
+    const std::string file = std::string("without ") + setting.key;
+    all.Write(folder.Path(file), 63 - setting.bit);
+    const std::string text = folder.Read(file);
+    for (const Setting& other : kSettings) {
+      EXPECT_EQ(text.find(other.key) == std::string::npos, other.bit == setting.bit)
+          << other.key << " in " << text;
+    }
+  }
+}
+
+TEST_F(HardwareConfigTest, EachBitStandsForItsSettingInAContainer) {
+  ASSERT_TRUE(ReadText(kFull, 62));
+  KorContainer full;
+  config.Write(full, 63);
+  for (const Setting& setting : kSettings) {
+    if (setting.bit == 1) continue;
+    HardwareConfig without;
+    without.Read(full, 63 - setting.bit);
+    EXPECT_NE(Values(without), Values(config)) << setting.key;
+    without.Read(full, setting.bit);
+    EXPECT_EQ(Values(without), Values(config)) << setting.key;
+    EXPECT_EQ(Keys(config, 63 - setting.bit).find(setting.key), std::string::npos);
+    EXPECT_EQ(Keys(config, setting.bit), std::string(setting.key) + " ");
+  }
+}
+
 TEST_F(HardwareConfigTest, SynchronizeMayBeRepeated) {
   EXPECT_TRUE(config.Synchronize(false));
   EXPECT_TRUE(config.Synchronize(true));

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -109,6 +111,7 @@ TEST_F(ModifyXmlFile, SameNameWithAnotherIdentifierIsAnotherClass) {
   Modify("A", "C");
   Modify("a", "B");
   Modify("A", "B");
+  Modify("A", "C");
   EXPECT_EQ(Classes(), (Texts{"A=B:1[]", "A=C:1[]", "a=B:1[]"}));
 }
 
@@ -148,6 +151,22 @@ TEST_F(ModifyXmlFile, AllAttributesAreWrittenWithoutType) {
   Modify("A", "B", {{"*", "String", "Accept"}});
   EXPECT_EQ(Classes(), Texts{"A=B:1[*//1 ]"});
   EXPECT_EQ(folder.Read("filter.xml").find("ATTRTYPE"), std::string::npos);
+}
+
+TEST_F(ModifyXmlFile, AllAttributesAreUpdatedThoughTheyHaveNoType) {
+  folder.Write("filter.xml", "<HWINVCONFIG><HWINVWMILIST/></HWINVCONFIG>");
+  Modify("A", "B", {{"*", "", "Accept"}});
+  Modify("A", "B", {{"*", "", "Reject"}});
+  EXPECT_EQ(Classes(), Texts{"A=B:1[*//2 ]"});
+}
+
+TEST_F(ModifyXmlFile, ClassWithoutIdentifierIsFoundAgain) {
+  folder.Write("filter.xml", "<HWINVCONFIG><HWINVWMILIST/></HWINVCONFIG>");
+  Modify("A", "");
+  Modify("A", "");
+  const std::string text = folder.Read("filter.xml");
+  EXPECT_EQ(text.find("<HWWMICLASS>"), text.rfind("<HWWMICLASS>")) << text;
+  EXPECT_NE(text.find("<HWWMICLASS>"), std::string::npos) << text;
 }
 
 TEST_F(ModifyXmlFile, MissingElementsAreMade) {
@@ -218,6 +237,27 @@ TEST_F(ModifyXmlFile, LeftoverOfAnEarlierEditIsRemovedWhateverBecomesOfThisOne) 
 
   EXPECT_FALSE(FileExists(leftover));
   EXPECT_EQ(folder.Read(name), "<HWINVCONFIG/>");
+}
+
+// While somebody reads it, it stays as it is.
+TEST_F(ModifyXmlFile, FileThatCannotBeReplacedInItsTurnIsAnErrorAndLeavesNothing) {
+  folder.Write("filter.xml", "<HWINVCONFIG/>");
+  const std::string temporary = (file + "~").Str();
+  std::future<void> edit;
+  {
+    const KorMutexLock lock(mutexInv);
+    edit = std::async(std::launch::async, [this] { Modify("A", "B"); });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!FileExists(file + "~") && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(folder.Read("filter.xml"), "<HWINVCONFIG/>");
+    FileDelete(file);
+    std::filesystem::create_directories((file + "/inner").Str());
+  }
+  edit.get();
+  EXPECT_EQ(messages, "error: Failed to rename file '" + temporary + "' to '" + file.Str() + "'\n");
+  EXPECT_FALSE(FileExists(file + "~"));
 }
 
 TEST_F(ModifyXmlFile, EditsAtOnceAreAllKept) {

@@ -7,6 +7,7 @@
 #include "hardware/filter/hw_filter.h"
 #include "hardware/inventory/scan_run.h"
 #include "hardware/module/module_fixture.h"
+#include "kor/shortage.h"
 
 namespace {
 
@@ -175,6 +176,28 @@ TEST_F(HardwareThreadTest, AForcedCancelEndsAHangingCommand) {
   EXPECT_TRUE(LastRunSucceeded());
 }
 
+// The command is not waited for, neither by the module's end nor by that of the object.
+TEST_F(HardwareThreadTest, TheEndOfTheModuleEndsAHangingCommand) {
+  KorLiveMachine live;
+  machine.Play([&](const KorString&) { return live.RunCommand("sleep 1000"); });
+  threadInv.StartInventory(0, false, false, false, true);
+  ASSERT_TRUE(WaitFor([&] { return machine.commands > 0; }));
+  ModuleMain(5, 0, nullptr);
+  EXPECT_TRUE(WaitForRunEnd());
+}
+
+TEST_F(HardwareThreadTest, TheEndOfTheObjectEndsAHangingCommand) {
+  KorLiveMachine live;
+  machine.Play([&](const KorString&) { return live.RunCommand("sleep 1000"); });
+  {
+    HardwareInventory::HardwareThread thread;
+    thread.StartInventory(0, false, false, false, true);
+    ASSERT_TRUE(WaitFor([&] { return machine.commands > 0; }));
+  }
+  EXPECT_FALSE(IsInventoryRunning());
+  EXPECT_FALSE(LastRunSucceeded());
+}
+
 TEST_F(HardwareThreadTest, ARunThatThrowsEndsAsFailed) {
   machine.Play([](const KorString&) -> KorCommandResult { throw std::runtime_error("broken"); });
   Run();
@@ -282,6 +305,23 @@ TEST_F(HardwareThreadTest, ATranslationThatIsGivenUpFailsTheRun) {
   ObjInv stored(nullptr);
   ASSERT_TRUE(stored.Parse(KorString(LastPath()), nullptr));
   EXPECT_NE(stored.Objects().Get("Machine"), nullptr);
+}
+
+// A part of the machine would be told for the whole.
+TEST_F(HardwareThreadTest, ARunThatLeftSomethingOutForWantOfMemoryFails) {
+  machine.Play([](const KorString&) -> KorCommandResult {
+    KorNoteShortage();
+    return {KorCommandResult::Outcome::kExited, 127, ""};
+  });
+  SaveInventory(KorString(LastPath()), "the one before");
+  const KorString before = FileMd5(KorString(LastPath()));
+
+  Run(true);
+
+  EXPECT_FALSE(LastRunSucceeded());
+  EXPECT_TRUE(log.Has("error: The inventory run failed: not enough memory"));
+  EXPECT_EQ(FileMd5(KorString(LastPath())), before);
+  EXPECT_TRUE(neighbours.files.empty());
 }
 
 TEST_F(HardwareThreadTest, ALastFileThatCannotBeRemovedFailsTheRun) {

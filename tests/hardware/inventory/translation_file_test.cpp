@@ -17,6 +17,7 @@
 #include "kor/file.h"
 #include "korcore/agent_context.h"
 #include "support/captured_log.h"
+#include "support/log_trap.h"
 #include "support/temporary_folder.h"
 
 namespace HardwareInventory {
@@ -311,6 +312,20 @@ TEST_F(TranslationFile, DownloadThatCannotBeRenamedIsRemoved) {
                           strModuleFilterFileTmp.Str() + "' to '" + strModuleFilterFileNet.Str() +
                           "'\n");
   EXPECT_FALSE(FileExists(strModuleFilterFileTmp));
+}
+
+TEST_F(TranslationFile, DownloadThatCannotBeRemovedIsWarnedOf) {
+  strModuleFilterFileNet = home.Path("none/net.xml");
+  hwConfig.SetTranslationFile(UrlOf("x"), true);
+  const CapturedLog frameworkLog(KorFrameworkLog());
+  const LogTrap log(debugInv, "Failed to rename file", [] {
+    FileDelete(strModuleFilterFileTmp);
+    std::filesystem::create_directories((strModuleFilterFileTmp + "/inner").Str());
+  });
+  EXPECT_FALSE(GetTranslationFile(path));
+  EXPECT_TRUE(log.Text().ends_with("\nwarning: Failed to remove file '" +
+                                   strModuleFilterFileTmp.Str() + "'\n"))
+      << log.Text();
 }
 
 TEST_F(TranslationFile, WaitsForTheModulesLock) {

@@ -1,8 +1,10 @@
 #include "hardware/inventory/upload.h"
 
 #include <ctime>
+#include <filesystem>
 
 #include "hardware/module/module_fixture.h"
+#include "support/log_trap.h"
 
 namespace {
 
@@ -188,8 +190,20 @@ TEST_F(UploadTest, WhatChangedIsSentAsADifferential) {
   EXPECT_EQ(uploaded.GetChecksum(), lastSum);
   EXPECT_EQ(uploaded.GetLastChecksum(), sentSum);
   EXPECT_EQ(uploaded.Objects().Count(), 1u);
-  EXPECT_TRUE(FileExists(DiffPath()));
   EXPECT_EQ(FileMd5(SentPath()), lastSum);
+  ObjInv difference(nullptr);
+  ASSERT_TRUE(difference.Parse(DiffPath(), nullptr));
+  EXPECT_EQ(difference.GetName(), "HWINVENTORY");
+  EXPECT_TRUE(SameObjects(difference, uploaded));
+}
+
+TEST_F(UploadTest, WhatIsSentHasItsNameWhateverItWasCalled) {
+  StoreLast("new");
+  document.SetName("OTHER");
+  EXPECT_TRUE(ProcessUpload(document, true, false, false));
+  ObjInv uploaded(nullptr);
+  ReadUploaded(uploaded);
+  EXPECT_EQ(uploaded.GetName(), "HWINVENTORY");
 }
 
 TEST_F(UploadTest, AWholeUploadCarriesTheDifferenceWithIt) {
@@ -359,6 +373,32 @@ TEST_F(UploadTest, ASentFileInTheWayIsWarnedOf) {
   EXPECT_TRUE(
       log.Has("warning: Failed to rename file '" + LastPath().Str() + "' to '" + sent + "'"));
   EXPECT_EQ(neighbours.files.size(), 1u);
+}
+
+TEST_F(UploadTest, ASentInventoryThatCannotBeReadIsNotTakenForTheSame) {
+  StoreLast("new");
+  MakeFolder(SentPath());
+  EXPECT_TRUE(ProcessUpload(document, true, false, false));
+  EXPECT_FALSE(log.Has("print: Not sending unchanged hardware inventory"));
+  EXPECT_EQ(neighbours.files.size(), 1u);
+}
+
+// It could be read a moment later only: the server would not know what the difference is to.
+TEST_F(UploadTest, ADifferenceToAnInventoryOfUnknownSumIsNotSent) {
+  StoreLast("new");
+  MakeFolder(SentPath());
+  MakeFolder(DiffPath());
+  const LogTrap trap(HardwareInventory::debugInv, "Failed to remove file '" + DiffPath().Str(),
+                     [this] {
+                       std::filesystem::remove_all(SentPath().Str());
+                       StoreSent("old");
+                     });
+  EXPECT_TRUE(ProcessUpload(document, true, false, false));
+  ObjInv uploaded(nullptr);
+  ReadUploaded(uploaded);
+  EXPECT_EQ(uploaded.GetType(), 1u);
+  EXPECT_TRUE(uploaded.GetLastChecksum().IsEmpty());
+  EXPECT_TRUE(FileExists(SentPath()));
 }
 
 TEST_F(UploadTest, AStatusGoesToTheServer) {

@@ -1,9 +1,11 @@
 // The module while memory cannot be had.
 
+#include "hardware/inventory/hardware_thread.h"
 #include "hardware/memory/refused_memory.h"
 #include "hardware/module/module_fixture.h"
 
 #include <array>
+#include <new>
 
 namespace {
 
@@ -20,6 +22,30 @@ TEST_F(ModuleWithoutMemory, ItDoesNotInitialise) {
   EXPECT_TRUE(log.Has("error: Memory error"));
   EXPECT_TRUE(log.Has("error: Failed to make the configuration object thread safe"));
   EXPECT_FALSE(log.Has("warning: Failed to reload the configuration"));
+}
+
+TEST_F(ModuleWithoutMemory, ItsConfigurationIsMadeThreadSafeOnce) {
+  HardwareInventory::HardwareConfig config;
+  ASSERT_TRUE(config.Synchronize(true));
+  const RefusedMemory refused(sizeof(KorMutex));
+  EXPECT_TRUE(config.Synchronize(true));
+}
+
+TEST_F(ModuleWithoutMemory, ARunThatCannotStartLeavesTheWayFree) {
+  StartModule();
+  int refusals = 0;
+  for (size_t size = 8; size <= 512; size += 8) {
+    try {
+      const RefusedMemory refused(size);
+      HardwareInventory::threadInv.StartInventory(100, false, false, false, true);
+    } catch (const std::bad_alloc&) {
+      ++refusals;
+      EXPECT_FALSE(HardwareInventory::IsInventoryRunning()) << size;
+      EXPECT_FALSE(HardwareInventory::threadInv.IsThreadRunning()) << size;
+    }
+    ASSERT_TRUE(HardwareInventory::threadInv.Cancel(kWatchdogMilliseconds, false));
+  }
+  EXPECT_GT(refusals, 0);
 }
 
 TEST_F(ModuleWithoutMemory, NoExceptionLeavesACommand) {
