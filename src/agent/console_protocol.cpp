@@ -1,6 +1,7 @@
 #include "agent/console_protocol.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -127,7 +128,8 @@ std::string ConsoleContentLine(uint32_t code, const char* member, const ordered_
 }
 
 Result<ConsoleAnswer> ParseConsoleAnswer(std::string_view line, int indentation) {
-  const Result<ordered_json> parsed = ParseJson(line);
+  // As many values as the agent has to tell.
+  const Result<ordered_json> parsed = ParseJson(line, SIZE_MAX);
   if (!parsed.IsOk()) {
     return Complaint("the agent's answer cannot be read: " + parsed.Reason().Str());
   }

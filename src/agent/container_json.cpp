@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace agent {
@@ -18,25 +19,55 @@ constexpr int kMaximumDepth = 64;
 constexpr size_t kMaximumLevels = 2 * kMaximumDepth + 8;
 constexpr size_t kMaximumMembers = 1024;
 
-// Watches the reading of a text, which it ends by an exception.
-class ReadingLimits {
+// Reads a text without keeping it, up to its end or to what is too much.
+class Limits : public nlohmann::json_sax<ordered_json> {
  public:
-  using Event = ordered_json::parse_event_t;
+  explicit Limits(size_t valuesAtMost) : maximumValues(valuesAtMost) {}
 
-  void Take(Event event) {
-    if (event == Event::object_start || event == Event::array_start) {
-      if (members.size() == kMaximumLevels) throw std::length_error("it is nested too deeply");
-      members.push_back(0);
-    } else if (event == Event::object_end || event == Event::array_end) {
-      members.pop_back();
-    } else if (event == Event::key && ++members.back() > kMaximumMembers) {
-      throw std::length_error("an object has more than " + std::to_string(kMaximumMembers) +
-                              " members");
-    }
+  const std::string& Reason() const { return reason; }
+
+  bool null() override { return Count(); }
+  bool boolean(bool) override { return Count(); }
+  bool number_integer(number_integer_t) override { return Count(); }
+  bool number_unsigned(number_unsigned_t) override { return Count(); }
+  bool number_float(number_float_t, const string_t&) override { return Count(); }
+  bool string(string_t&) override { return Count(); }
+  bool binary(binary_t&) override { return Count(); }
+  bool start_object(size_t) override { return Count() && Open(); }
+  bool end_object() override { return Close(); }
+  bool start_array(size_t) override { return Count() && Open(); }
+  bool end_array() override { return Close(); }
+  bool key(string_t&) override {
+    if (++members.back() <= kMaximumMembers) return true;
+    return Refuse("an object has more than " + std::to_string(kMaximumMembers) + " members");
+  }
+  bool parse_error(size_t, const std::string&, const ordered_json::exception& error) override {
+    return Refuse(std::string("it is not JSON: ") + error.what());
   }
 
  private:
+  bool Refuse(std::string why) {
+    reason = std::move(why);
+    return false;
+  }
+  bool Count() {
+    if (++values <= maximumValues) return true;
+    return Refuse("it has more than " + std::to_string(maximumValues) + " values");
+  }
+  bool Open() {
+    if (members.size() == kMaximumLevels) return Refuse("it is nested too deeply");
+    members.push_back(0);
+    return true;
+  }
+  bool Close() {
+    members.pop_back();
+    return true;
+  }
+
+  const size_t maximumValues;
+  size_t values = 0;
   std::vector<size_t> members;  // of the open objects and lists, the outermost first
+  std::string reason;
 };
 
 ordered_json ValueToJson(const KorContainer& container, const KorString& key,
@@ -65,84 +96,88 @@ ordered_json ValueToJson(const KorContainer& container, const KorString& key,
   return ContainerToJson(value);
 }
 
-// Knows where in the text it is, for its complaints.
-class Reader {
- public:
-  Result<KorContainer> ReadObject(const ordered_json& json, const std::string& place, int depth) {
-    if (!json.is_object()) return Complaint(place, "an object is expected");
-    if (depth > kMaximumDepth) return Complaint(place, "objects are nested too deeply");
-    KorContainer container;
-    for (const auto& [name, value] : json.items()) {
-      const std::string inner = place.empty() ? name : place + "." + name;
-      const Result<void> stored = StoreMember(container, KorString(name), value, inner, depth);
-      if (!stored.IsOk()) return Failure{stored.Reason()};
-    }
-    return container;
-  }
+// Where in the text a value is. Only a complaint spells it out.
+struct Place {
+  const Place* outer;
+  const std::string& name;
 
- private:
-  static Failure Complaint(const std::string& place, const char* what) {
-    Failure failure;
-    failure.reason.Printf("%s: %s", place.empty() ? std::string("the text") : "'" + place + "'",
-                          what);
-    return failure;
-  }
-
-  Result<void> StoreMember(KorContainer& container, const KorString& key, const ordered_json& value,
-                           const std::string& place, int depth) {
-    if (!value.is_array()) return Store(container, key, 0, value, place, depth);
-    if (value.empty()) return Complaint(place, "an empty list has no type; leave the key out");
-    for (size_t index = 0; index < value.size(); ++index) {
-      const Result<void> stored = Store(container, key, index, value[index], place, depth);
-      if (!stored.IsOk()) return stored;
-    }
-    return {};
-  }
-
-  Result<void> Store(KorContainer& container, const KorString& key, size_t index,
-                     const ordered_json& value, const std::string& place, int depth) {
-    KorContainer::Type type = KorContainer::Type::kString;
-    const size_t valuesBefore = index;
-    if (valuesBefore > 0 && container.TypeOf(key, type) && type != TypeOf(value)) {
-      return Complaint(place, "the values of a list must be of one type");
-    }
-    if (value.is_string()) {
-      container.SetString(key, KorString(value.get<std::string>()), index);
-    } else if (value.is_boolean()) {
-      container.SetBool(key, value.get<bool>(), index);
-    } else if (value.is_number()) {
-      return StoreNumber(container, key, index, value, place);
-    } else if (value.is_object()) {
-      const Result<KorContainer> inner = ReadObject(value, place, depth + 1);
-      if (!inner.IsOk()) return Failure{inner.Reason()};
-      container.SetContainer(key, inner.Value(), index);
-    } else {
-      return Complaint(place, value.is_null() ? "null is no value" : "lists cannot be nested");
-    }
-    return {};
-  }
-
-  static KorContainer::Type TypeOf(const ordered_json& value) {
-    if (value.is_boolean()) return KorContainer::Type::kBool;
-    if (value.is_number()) return KorContainer::Type::kInt32;
-    if (value.is_object()) return KorContainer::Type::kContainer;
-    return KorContainer::Type::kString;
-  }
-
-  static Result<void> StoreNumber(KorContainer& container, const KorString& key, size_t index,
-                                  const ordered_json& value, const std::string& place) {
-    using Limits = std::numeric_limits<int32_t>;
-    // What is larger than the signed 64 bits is an unsigned number, and would turn negative.
-    const bool fits = value.is_number_unsigned()
-                          ? value.get<uint64_t>() <= static_cast<uint64_t>(Limits::max())
-                          : value.is_number_integer() && value.get<int64_t>() >= Limits::min();
-    if (!fits) {
-      return Complaint(place, "numbers are whole numbers from -2147483648 to 2147483647");
-    }
-    container.SetInt32(key, value.get<int32_t>(), index);
-    return {};
-  }
+  std::string Text() const { return outer == nullptr ? name : outer->Text() + "." + name; }
 };
+
+Failure Complaint(const Place* place, const char* what) {
+  Failure failure;
+  failure.reason.Printf(
+      "%s: %s", place == nullptr ? std::string("the text") : "'" + place->Text() + "'", what);
+  return failure;
+}
+
+KorContainer::Type TypeOf(const ordered_json& value) {
+  if (value.is_boolean()) return KorContainer::Type::kBool;
+  if (value.is_number()) return KorContainer::Type::kInt32;
+  if (value.is_object()) return KorContainer::Type::kContainer;
+  return KorContainer::Type::kString;
+}
+
+Result<KorContainer> ReadObject(const ordered_json& json, const Place* place, int depth);
+
+Result<void> StoreNumber(KorContainer& container, const KorString& key, size_t index,
+                         const ordered_json& value, const Place& place) {
+  using Numbers = std::numeric_limits<int32_t>;
+  // What is larger than the signed 64 bits is an unsigned number, and would turn negative.
+  const bool fits = value.is_number_unsigned()
+                        ? value.get<uint64_t>() <= static_cast<uint64_t>(Numbers::max())
+                        : value.is_number_integer() && value.get<int64_t>() >= Numbers::min();
+  if (!fits) {
+    return Complaint(&place, "numbers are whole numbers from -2147483648 to 2147483647");
+  }
+  container.SetInt32(key, value.get<int32_t>(), index);
+  return {};
+}
+
+Result<void> Store(KorContainer& container, const KorString& key, size_t index,
+                   const ordered_json& value, const Place& place, int depth) {
+  if (value.is_string()) {
+    container.SetString(key, KorString(value.get_ref<const std::string&>()), index);
+  } else if (value.is_boolean()) {
+    container.SetBool(key, value.get<bool>(), index);
+  } else if (value.is_number()) {
+    return StoreNumber(container, key, index, value, place);
+  } else if (value.is_object()) {
+    const Result<KorContainer> inner = ReadObject(value, &place, depth + 1);
+    if (!inner.IsOk()) return Failure{inner.Reason()};
+    container.SetContainer(key, inner.Value(), index);
+  } else {
+    return Complaint(&place, value.is_null() ? "null is no value" : "lists cannot be nested");
+  }
+  return {};
+}
+
+Result<void> StoreMember(KorContainer& container, const KorString& key, const ordered_json& value,
+                         const Place& place, int depth) {
+  if (!value.is_array()) return Store(container, key, 0, value, place, depth);
+  if (value.empty()) return Complaint(&place, "an empty list has no type; leave the key out");
+  for (size_t index = 0; index < value.size(); ++index) {
+    if (TypeOf(value[index]) != TypeOf(value[0])) {
+      return Complaint(&place, "the values of a list must be of one type");
+    }
+    const Result<void> stored = Store(container, key, index, value[index], place, depth);
+    if (!stored.IsOk()) return stored;
+  }
+  return {};
+}
+
+// Without a place it is the whole text.
+Result<KorContainer> ReadObject(const ordered_json& json, const Place* place, int depth) {
+  if (!json.is_object()) return Complaint(place, "an object is expected");
+  if (depth > kMaximumDepth) return Complaint(place, "objects are nested too deeply");
+  KorContainer container;
+  for (const auto& [name, value] : json.items()) {
+    const Result<void> stored =
+        StoreMember(container, KorString(name), value, Place{place, name}, depth);
+    if (!stored.IsOk()) return Failure{stored.Reason()};
+  }
+  return container;
+}
 
 }  // namespace
 
@@ -162,7 +197,7 @@ ordered_json ContainerToJson(const KorContainer& container) {
 }
 
 Result<KorContainer> ContainerFromJson(const ordered_json& json) {
-  return Reader().ReadObject(json, "", 1);
+  return ReadObject(json, nullptr, 1);
 }
 
 int64_t JsonInteger(const ordered_json& json) {
@@ -177,19 +212,12 @@ std::string ContainerToJsonText(const KorContainer& container, int indentation) 
   return JsonText(ContainerToJson(container), indentation);
 }
 
-Result<ordered_json> ParseJson(std::string_view text) {
-  ReadingLimits limits;
-  const auto watch = [&limits](int /*depth*/, ReadingLimits::Event event, ordered_json& /*value*/) {
-    limits.Take(event);
-    return true;
-  };
-  try {
-    return ordered_json::parse(text, watch);
-  } catch (const ordered_json::exception& error) {
-    return Failure{KorString(std::string("it is not JSON: ") + error.what())};
-  } catch (const std::length_error& error) {
-    return Failure{KorString(error.what())};
-  }
+Result<ordered_json> ParseJson(std::string_view text, size_t maximumValues) {
+  // A reading of its own: the library's callback looks at all open levels, and at all that a list
+  // holds, at the end of each object.
+  Limits limits(maximumValues);
+  if (!ordered_json::sax_parse(text, &limits)) return Failure{KorString(limits.Reason())};
+  return ordered_json::parse(text);
 }
 
 Result<KorContainer> ContainerFromJsonText(std::string_view text) {

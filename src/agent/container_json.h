@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -26,9 +27,11 @@ std::string ContainerToJsonText(const KorContainer& container, int indentation =
 Result<KorContainer> ContainerFromJsonText(std::string_view text);
 
 // Reads JSON that somebody else has written. What would take without end to read or to take apart
-// is refused: an object with more than 1024 members (each is looked for among all others), and
-// levels without number.
-Result<nlohmann::ordered_json> ParseJson(std::string_view text);
+// is refused: an object with more than 1024 members (each is looked for among all others), levels
+// without number, and more values than that.
+inline constexpr size_t kMostJsonValues = 65'536;
+Result<nlohmann::ordered_json> ParseJson(std::string_view text,
+                                         size_t maximumValues = kMostJsonValues);
 
 // The whole number that it is; throws nlohmann::ordered_json::exception when it is anything else.
 // get() converts fractions as well, and what it makes of one that does not fit is undefined.

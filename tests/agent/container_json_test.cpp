@@ -80,4 +80,41 @@ TEST(ContainerJson, ObjectsOfManyMembersAreRefused) {
   EXPECT_EQ(KorString("an object has more than 1024 members"), result.Reason());
 }
 
+// A value, repeated in a list.
+std::string ListOf(const std::string& value, size_t count) {
+  std::string list = "[";
+  for (size_t n = 0; n < count; ++n) list += (n == 0 ? "" : ",") + value;
+  return list + "]";
+}
+
+TEST(ContainerJson, ValuesBeyondTheirNumberAreRefused) {
+  // The object and the list count, too.
+  const size_t most = agent::kMostJsonValues - 2;
+  EXPECT_TRUE(agent::ContainerFromJsonText("{\"A\":" + ListOf("1", most) + "}").IsOk());
+  const agent::Result<KorContainer> result =
+      agent::ContainerFromJsonText("{\"A\":" + ListOf("1", most + 1) + "}");
+  ASSERT_FALSE(result.IsOk());
+  EXPECT_EQ(KorString("it has more than 65536 values"), result.Reason());
+}
+
+// No object costs the work of all before it, which would be minutes for this text.
+TEST(ContainerJson, ListOfManyObjectsIsReadInItsLength) {
+  const auto json = agent::ParseJson(ListOf("{}", 60'000));
+  ASSERT_TRUE(json.IsOk()) << json.Reason().CStr();
+  EXPECT_EQ(60'000U, json.Value().size());
+}
+
+// Each member's place is as long as the names around it, and is spelled out only when asked for.
+TEST(ContainerJson, LongNamesAroundManyMembersAreReadOnce) {
+  std::string members;
+  for (int n = 0; n < 1000; ++n) members += ",\"" + std::to_string(n) + "\":1";
+  const std::string name(300'000, 'n');
+  std::string text = "{\"" + name + "\":" + ListOf("{" + members.substr(1) + "}", 30);
+  EXPECT_TRUE(agent::ContainerFromJsonText(text + "}").IsOk());
+  const agent::Result<KorContainer> result =
+      agent::ContainerFromJsonText("{\"A\":{\"B\":[{\"C\":null}]}}");
+  ASSERT_FALSE(result.IsOk());
+  EXPECT_EQ(KorString("'A.B.C': null is no value"), result.Reason());
+}
+
 }  // namespace
