@@ -1,5 +1,7 @@
 #include "hardware/inventory/translation_file.h"
 
+#include <cerrno>
+
 #include "hardware/filter/default_translation_file.h"
 #include "kor/file.h"
 #include "kor/zip_archive.h"
@@ -40,11 +42,13 @@ bool GetLocalFile(const KorString& name, KorString& path) KOR_REQUIRES(mutexInv)
     }
   }
   if (!FileExists(file)) {
+    const bool isMissing = MeansMissing(errno);
     if (!isDefault) {
       debugInv.ErrorWithNL("Translation file does not exist '%S'", file);
       return false;
     }
-    if (!CreateDefaultFile(file)) return false;
+    // What cannot be looked at may be somebody's: who reads it says why.
+    if (isMissing && !CreateDefaultFile(file)) return false;
   }
   path = file;
   return true;

@@ -134,6 +134,14 @@ TEST_F(TranslationFile, DefaultFileThatIsThereIsUsed) {
   EXPECT_EQ(messages, Configured(kDefaultSetting));
 }
 
+TEST_F(TranslationFile, DefaultFileThatCannotBeLookedAtIsNotReplaced) {
+  std::filesystem::create_symlink("hwinvcfg.xml", strModuleFilterFileStd.Str());
+  EXPECT_TRUE(Get(kDefaultSetting));
+  EXPECT_EQ(path, strModuleFilterFileStd);
+  EXPECT_TRUE(std::filesystem::is_symlink(path.Str()));
+  EXPECT_EQ(messages, Configured(kDefaultSetting));
+}
+
 TEST_F(TranslationFile, EmptyDefaultFileIsMadeAnew) {
   home.Write("data/HardwareInventory/hwinvcfg.xml", "");
   EXPECT_TRUE(Get(kDefaultSetting));
