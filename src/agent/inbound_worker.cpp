@@ -18,8 +18,9 @@ using std::chrono::steady_clock;
 InboundWorker::InboundWorker(std::unique_ptr<Upstream> server, const InboundOptions& inboundOptions)
     : options(inboundOptions),
       upstream(std::move(server)),
-      inbox(options.inboxFolder, dispatcher, options.patience),
-      poll(*upstream, dispatcher, options.receivedFolder),
+      received(options.receivedFolder),
+      inbox(options.inboxFolder, dispatcher, received, options.patience),
+      poll(*upstream, dispatcher, received),
       backoff(options.retryLimits) {}
 
 InboundWorker::~InboundWorker() {

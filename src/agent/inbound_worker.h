@@ -12,6 +12,7 @@
 #include "agent/inbound_item.h"
 #include "agent/inbox.h"
 #include "agent/inbox_poll.h"
+#include "agent/received_folder.h"
 #include "agent/repeated_reason.h"
 #include "agent/upstream.h"
 #include "agent/wakeup.h"
@@ -48,6 +49,7 @@ class InboundWorker {
   const InboundOptions options;
   const std::unique_ptr<Upstream> upstream;
   InboundDispatcher dispatcher;
+  const ReceivedFolder received;
   Inbox inbox;
   InboxPoll poll;
   Backoff backoff;

@@ -23,6 +23,8 @@ namespace {
 
 constexpr std::string_view kSuffix = ".json";
 constexpr size_t kItemLimit = 16 * 1024 * 1024;
+// As much as comes over the network.
+constexpr uint64_t kFileLimit = uint64_t{64} * 1024 * 1024;
 constexpr const char* kDone = "done";
 constexpr const char* kRefused = "refused";
 
@@ -44,8 +46,11 @@ std::vector<std::string> EntriesOf(const KorString& folder) {
 }  // namespace
 
 Inbox::Inbox(const KorString& inboxFolder, InboundDispatcher& itemDispatcher,
-             std::chrono::seconds itemPatience)
-    : folder(inboxFolder), dispatcher(itemDispatcher), patience(itemPatience) {}
+             const ReceivedFolder& receivedFolder, std::chrono::seconds itemPatience)
+    : folder(inboxFolder),
+      dispatcher(itemDispatcher),
+      received(receivedFolder),
+      patience(itemPatience) {}
 
 Result<void> Inbox::Prepare() const {
   for (const char* name : {kDone, kRefused}) {
@@ -89,6 +94,8 @@ Result<Inbox::Place> Inbox::OpenPlace(const char* name) const {
 
 // What has been dealt with would be dealt with again and again if it could not be put away.
 bool Inbox::ArePlacesUsable() {
+  // Somebody may have taken them away; what cannot be created is told below.
+  static_cast<void>(Prepare());
   for (const char* name : {kDone, kRefused}) {
     const Result<Place> place = OpenPlace(name);
     if (place.IsOk()) continue;
@@ -103,10 +110,18 @@ bool Inbox::ArePlacesUsable() {
 
 bool Inbox::Process() {
   if (!ArePlacesUsable()) return true;
+  const std::vector<std::string> names = Names();
+  std::erase_if(stuck, [&](const auto& known) {
+    return !std::binary_search(names.begin(), names.end(), known.first);
+  });
   bool isMoreLater = false;
-  for (const std::string& name : Names()) {
+  for (const std::string& name : names) {
+    const std::optional<Version> version = VersionOf(name);
+    const auto known = stuck.find(name);
+    if (known != stuck.end() && known->second == version) continue;
     const Step step = ProcessOne(name);
     if (step == Step::kStop) return false;
+    if (step == Step::kStuck) stuck[name] = version;
     isMoreLater = isMoreLater || step == Step::kLater;
   }
   return isMoreLater;
@@ -119,36 +134,61 @@ bool Inbox::IsFresh(const KorString& path) const {
   return age >= 0 && age < patience.count();
 }
 
+std::optional<Inbox::Version> Inbox::VersionOf(const std::string& name) const {
+  struct stat status;
+  const KorString path = folder + "/" + KorString(name);
+  if (lstat(path.CStr(), &status) != 0) return std::nullopt;
+  return Version{status.st_ino, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
+Result<KorString> Inbox::CopyOf(const PlainFile& file, const KorString& name) const {
+  const Result<KorString> path = received.PathFor(name);
+  if (!path.IsOk()) return path;
+  const Result<uint64_t> copied = CopyToFile(file, path.Value(), kFileLimit);
+  if (!copied.IsOk()) return Failure{copied.Reason()};
+  return path;
+}
+
+// It is not the item's fault.
+Inbox::Step Inbox::WaitFor(const std::string& name, const KorString& reason) {
+  if (loggedWait.IsNew(reason)) {
+    KorFrameworkLog().WarningWithNL("The inbox item '%s' has to wait: %S", name, reason);
+  }
+  return Step::kLater;
+}
+
 Inbox::Step Inbox::ProcessOne(const std::string& name) {
   const KorString path = folder + "/" + KorString(name);
   const auto refuse = [&](const KorString& file, const KorString& reason) {
-    if (IsFresh(path)) return Step::kLater;
-    Finish(name, file, reason);
-    return Step::kDone;
+    return IsFresh(path) ? Step::kLater : Finish(name, file, reason);
   };
   const Result<std::string> text = ReadPlainFile(path, kItemLimit);
   if (!text.IsOk()) return refuse(KorString(), text.Reason());
   const Result<InboundItem> item = ParseInboundItem(text.Value());
   if (!item.IsOk()) return refuse(KorString(), item.Reason());
   const KorString& file = item.Value().file;
-  const KorString filePath = file.IsEmpty() ? KorString() : folder + "/" + file;
+  KorString copy;
   if (!file.IsEmpty()) {
-    const Result<PlainFile> opened = OpenPlainFile(filePath);
+    const Result<PlainFile> opened = OpenPlainFile(folder + "/" + file);
     if (!opened.IsOk()) return refuse(KorString(), opened.Reason());
+    if (opened.Value().size > kFileLimit) return refuse(file, "its file is larger than 64 MiB");
+    const Result<KorString> copied = CopyOf(opened.Value(), file);
+    if (!copied.IsOk()) return WaitFor(name, copied.Reason());
+    loggedWait.Reset();
+    copy = copied.Value();
   }
-  const InboundOutcome outcome = dispatcher.Dispatch(item.Value(), filePath);
+  const InboundOutcome outcome = ReceivedFolder::HandOut(dispatcher, item.Value(), copy);
   if (outcome.verdict == InboundOutcome::Verdict::kInterrupted) return Step::kStop;
-  Finish(name, file, outcome.reason);
-  return Step::kDone;
+  return Finish(name, file, outcome.reason);
 }
 
-void Inbox::Finish(const std::string& name, const KorString& file, const KorString& reason) {
+Inbox::Step Inbox::Finish(const std::string& name, const KorString& file, const KorString& reason) {
   const bool isTaken = reason.IsEmpty();
   const Result<Place> place = OpenPlace(isTaken ? kDone : kRefused);
   if (!place.IsOk()) {
     KorFrameworkLog().WarningWithNL("The inbox item '%s' cannot be put away: %S", name,
                                     place.Reason());
-    return;
+    return Remove(name);
   }
   if (isTaken) {
     KorFrameworkLog().DetailWithNL("The inbox item '%s' was taken", name);
@@ -160,8 +200,22 @@ void Inbox::Finish(const std::string& name, const KorString& file, const KorStri
   }
   // The description goes last: without it, an end in between would leave a file that nobody knows.
   if (!file.IsEmpty()) MoveTo(place.Value(), file);
-  MoveTo(place.Value(), KorString(name));
+  const bool isMoved = MoveTo(place.Value(), KorString(name));
   Prune(place.Value());
+  return isMoved ? Step::kDone : Remove(name);
+}
+
+// What stays would be dealt with again and again.
+Inbox::Step Inbox::Remove(const std::string& name) const {
+  const KorString path = folder + "/" + KorString(name);
+  if (unlink(path.CStr()) == 0 || errno == ENOENT) {
+    KorFrameworkLog().WarningWithNL("The inbox item '%s' was removed", name);
+    return Step::kDone;
+  }
+  KorFrameworkLog().WarningWithNL(
+      "The inbox item '%s' cannot be removed (%s): it is left alone while it is the same", name,
+      std::strerror(errno));
+  return Step::kStuck;
 }
 
 // The time of a file's last change of place counts, not that of its content. What is no plain file
@@ -195,12 +249,13 @@ void Inbox::Prune(const Place& place) {
   }
 }
 
-void Inbox::MoveTo(const Place& place, const KorString& name) const {
+bool Inbox::MoveTo(const Place& place, const KorString& name) const {
   const KorString from = folder + "/" + name;
   const int moved = renameat(AT_FDCWD, from.CStr(), place.folder.Get(), name.CStr());
-  if (moved == 0 || errno == ENOENT) return;
+  if (moved == 0 || errno == ENOENT) return true;
   KorFrameworkLog().WarningWithNL("'%S' cannot be moved to '%S': %s", from, place.name,
                                   std::strerror(errno));
+  return false;
 }
 
 }  // namespace agent

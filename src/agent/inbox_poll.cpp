@@ -3,20 +3,12 @@
 #include <set>
 
 #include "kor/debug.h"
-#include "kor/file.h"
 
 namespace agent {
 
 InboxPoll::InboxPoll(Upstream& server, InboundDispatcher& itemDispatcher,
-                     const KorString& filesFolder)
-    : upstream(server), dispatcher(itemDispatcher), folder(filesFolder) {
-  RemoveLeftovers();
-}
-
-// What is here was not acknowledged: the server gives it once more.
-void InboxPoll::RemoveLeftovers() const {
-  FolderDelete(folder);
-}
+                     const ReceivedFolder& receivedFolder)
+    : upstream(server), dispatcher(itemDispatcher), received(receivedFolder) {}
 
 Result<void> InboxPoll::Poll() {
   const Result<std::vector<InboxEntry>> entries = upstream.ListInbox();
@@ -56,14 +48,11 @@ Result<InboundOutcome> InboxPoll::Handle(const InboxEntry& entry) {
   const Result<InboundItem> item = ParseInboundItem(entry.item);
   if (!item.IsOk()) return InboundOutcome{InboundOutcome::Verdict::kRefused, item.Reason()};
   if (item.Value().file.IsEmpty()) return dispatcher.Dispatch(item.Value(), KorString());
-  if (!PathCreate(folder)) return Failure{"the folder '" + folder + "' cannot be created"};
-  const KorString path = folder + "/" + KorString(entry.id);
-  const Result<void> fetched = upstream.FetchInboxFile(entry, path);
+  const Result<KorString> path = received.PathFor(KorString(entry.id));
+  if (!path.IsOk()) return Failure{path.Reason()};
+  const Result<void> fetched = upstream.FetchInboxFile(entry, path.Value());
   if (!fetched.IsOk()) return Failure{fetched.Reason()};
-  const InboundOutcome outcome = dispatcher.Dispatch(item.Value(), path);
-  // After an interruption a handler may still be reading it.
-  if (outcome.verdict != InboundOutcome::Verdict::kInterrupted) FileDelete(path, 0);
-  return outcome;
+  return ReceivedFolder::HandOut(dispatcher, item.Value(), path.Value());
 }
 
 }  // namespace agent

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "agent/inbound_item.h"
+#include "agent/received_folder.h"
 #include "agent/result.h"
 #include "agent/upstream.h"
 #include "kor/string.h"
@@ -15,8 +16,8 @@ namespace agent {
 // One thread at a time.
 class InboxPoll {
  public:
-  // Files are kept in the folder until their actions have run.
-  InboxPoll(Upstream& server, InboundDispatcher& itemDispatcher, const KorString& filesFolder);
+  InboxPoll(Upstream& server, InboundDispatcher& itemDispatcher,
+            const ReceivedFolder& receivedFolder);
 
   // Asks once and deals with all that the server has. A failure when it could not be asked, or when
   // something has to be fetched or acknowledged once more.
@@ -25,11 +26,10 @@ class InboxPoll {
  private:
   Result<void> Process(const InboxEntry& entry);
   Result<InboundOutcome> Handle(const InboxEntry& entry);
-  void RemoveLeftovers() const;
 
   Upstream& upstream;
   InboundDispatcher& dispatcher;
-  const KorString folder;
+  const ReceivedFolder& received;
   // Dealt with, but not yet acknowledged: id and reason of the refusal. Their actions must not run
   // again only because the server does not know.
   std::map<std::string, KorString> finished;

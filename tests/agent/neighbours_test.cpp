@@ -105,6 +105,7 @@ class NeighboursTest : public testing::Test {
   CapturedLog log{KorFrameworkLog()};
   agent::Home home{folder.Path()};
   agent::Settings settings;
+  const agent::ReceivedFolder receivedFolder{folder.Path("data/received")};
   KorMutex mutex;
   std::vector<KorContainer> received;
   std::vector<std::string> contents;
@@ -217,9 +218,32 @@ TEST_F(NeighboursTest, WhatIsPutIntoTheInboxIsHandedOutAndPutAway) {
   EXPECT_EQ("10_rules", text);
 }
 
+// It would not be noticed in a folder that is moved or removed, nor in the new one.
+TEST_F(NeighboursTest, InboxThatIsMovedOrRemovedIsMadeAnewAndWatched) {
+  agent::Neighbours neighbours(home, settings, kFast);
+  neighbours.StartService();
+  const std::string inbox = folder.Path("data/inbox").Str();
+  const auto isMade = [&] { return Names(KorString(inbox)).size() == 2; };
+  ASSERT_TRUE(Eventually(isMade));
+  for (const bool isMoved : {true, false}) {
+    if (isMoved) {
+      std::filesystem::rename(inbox, inbox + ".old");
+    } else {
+      std::filesystem::remove_all(inbox);
+    }
+    ASSERT_TRUE(Eventually(isMade)) << isMoved;
+    folder.Write(
+        "data/inbox/1.json",
+        R"({"FileType": "Assignment", "Parameters": {"AssignmentOperation": "withdraw"}})");
+    ASSERT_TRUE(Eventually([&] { return Names(folder.Path("data/inbox/done")).size() == 1; }))
+        << isMoved;
+  }
+  EXPECT_EQ(2U, CountReceived());
+}
+
 TEST_F(NeighboursTest, WhatNobodyTakesOrNobodyMayAskForIsRefusedWithTheReason) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   answer = 44004;
   folder.Write("data/inbox/a.xml", "x");
@@ -241,7 +265,7 @@ TEST_F(NeighboursTest, WhatNobodyTakesOrNobodyMayAskForIsRefusedWithTheReason) {
 
 TEST_F(NeighboursTest, LinkInThePlaceOfAFolderOfTheInboxLeadsNowhere) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   mkdir(folder.Path("elsewhere").CStr(), 0700);
   folder.Write("elsewhere/precious", "x");
@@ -265,7 +289,7 @@ TEST_F(NeighboursTest, LinkInThePlaceOfAFolderOfTheInboxLeadsNowhere) {
 
 TEST_F(NeighboursTest, InboxItemThatIsTooLongIsRefused) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   const KorString item = folder.Write("data/inbox/1.json", "{}");
   std::filesystem::resize_file(item.Str(), 16 * 1024 * 1024 + 1);
@@ -278,7 +302,7 @@ TEST_F(NeighboursTest, InboxItemThatIsTooLongIsRefused) {
 
 TEST_F(NeighboursTest, InboxKeepsTheLatestOfWhatIsDone) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   mkdir(folder.Path("data/inbox/refused/kept").CStr(), 0700);
   for (size_t n = 0; n < agent::Inbox::kFilesKept; ++n) {
@@ -298,7 +322,7 @@ TEST_F(NeighboursTest, InboxKeepsTheLatestOfWhatIsDone) {
 
 TEST_F(NeighboursTest, InboxKeepsNoMoreThanItsBytes) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   const KorString large = folder.Write("data/inbox/refused/large", "x");
   std::filesystem::resize_file(large.Str(), agent::Inbox::kBytesKept);
@@ -352,7 +376,7 @@ TEST_F(NeighboursTest, ActionsAreThereWhileSettingsAreReadAgain) {
 
 TEST_F(NeighboursTest, InboxItemInTheMiddleOfBeingWrittenIsGivenTime) {
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(60));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(60));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   folder.Write("data/inbox/1.json", R"({"FileType": "Assign)");
   EXPECT_TRUE(inbox.Process());
@@ -371,7 +395,7 @@ TEST_F(NeighboursTest, AllowedActionIsInvoked) {
       },
       this);
   agent::InboundDispatcher dispatcher;
-  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, seconds(0));
+  agent::Inbox inbox(folder.Path("data/inbox"), dispatcher, receivedFolder, seconds(0));
   ASSERT_TRUE(inbox.Prepare().IsOk());
   folder.Write(
       "data/inbox/run.json",
