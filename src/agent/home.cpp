@@ -28,6 +28,10 @@ Failure Refusal(const KorString& folder, const KorString& why, const KorString& 
   return failure;
 }
 
+Failure NotSeen(const KorString& folder) {
+  return Refusal(folder, std::strerror(errno), "check its permissions or name another --home");
+}
+
 // Data must be the agent's own; a folder above it may also be root's.
 enum class Owner { kSelf, kSelfOrRoot };
 
@@ -41,9 +45,7 @@ Result<void> CheckFolder(const KorString& folder, Owner owner) {
     why.Printf("it is a link that belongs to user %u", status.st_uid);
     return Refusal(folder, why, "remove it or name another --home");
   }
-  if (stat(folder.CStr(), &status) != 0) {
-    return Refusal(folder, std::strerror(errno), "check its permissions or name another --home");
-  }
+  if (stat(folder.CStr(), &status) != 0) return NotSeen(folder);
   if (!S_ISDIR(status.st_mode)) {
     return Refusal(folder, "it is not a folder", "move it away or name another --home");
   }
@@ -62,10 +64,12 @@ Result<void> CheckFolder(const KorString& folder, Owner owner) {
 
 Result<void> EnsureFolder(const KorString& folder, Owner owner) {
   struct stat status;
-  if (stat(folder.CStr(), &status) != 0 && errno == ENOENT) {
-    if (!PathCreate(folder)) {
-      std::error_code error;  // a second attempt, for the reason
-      std::filesystem::create_directories(folder.Str(), error);
+  if (stat(folder.CStr(), &status) == 0) return CheckFolder(folder, owner);
+  if (errno != ENOENT) return NotSeen(folder);
+  if (!PathCreate(folder)) {
+    std::error_code error;  // a second attempt, for the reason
+    std::filesystem::create_directories(folder.Str(), error);
+    if (error) {
       return Refusal(folder, KorString("it cannot be created: " + error.message()),
                      "create it or name another --home");
     }

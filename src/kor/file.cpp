@@ -67,7 +67,13 @@ KorString FolderOf(const KorString& path) {
 
 bool FileExists(const KorString& path) {
   struct stat status;
-  return PathIsUsable(path) && stat(path.CStr(), &status) == 0;
+  if (PathIsUsable(path) && stat(path.CStr(), &status) == 0) return true;
+  const int error = errno;
+  if (!MeansMissing(error)) {
+    KorFrameworkLog().WarningWithNL("%S: cannot look at it: %s", path, std::strerror(error));
+  }
+  errno = error;
+  return false;
 }
 
 bool MeansMissing(int error) {

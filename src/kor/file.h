@@ -14,7 +14,8 @@
 // would see the end of another path. When not, errno is ENOENT.
 bool PathIsUsable(const KorString& path);
 
-// Follows links; false also when it cannot be told.
+// Follows links; false also when it cannot be told, which is said in the framework's log. When
+// false, the reason is left in errno.
 bool FileExists(const KorString& path);
 
 // Of a value of errno: whether nothing is there, rather than that it cannot be told.

@@ -27,6 +27,18 @@ TEST(FileExists, FollowsLinks) {
   EXPECT_FALSE(FileExists(""));
 }
 
+TEST(FileExists, SaysWhatCannotBeLookedAt) {
+  const TemporaryFolder folder;
+  const KorString loop = folder.Path("loop");
+  ASSERT_EQ(symlink("loop", loop.CStr()), 0);
+  const CapturedLog log(KorFrameworkLog());
+  EXPECT_FALSE(FileExists(loop));
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_FALSE(FileExists(folder.Path("missing")));
+  EXPECT_EQ(log.Text(),
+            "warning: " + loop.Str() + ": cannot look at it: Too many levels of symbolic links\n");
+}
+
 TEST(FilePaths, NulByteNamesNoFile) {
   const TemporaryFolder folder;
   const KorString file = folder.Write("file", "content");
