@@ -53,12 +53,13 @@ UploadWatch::~UploadWatch() {
 }
 
 UploadWatch::Outcome UploadWatch::Find() {
+  // Once accepted, the latest inventory is the one last sent. Without the lock, which what is
+  // logged of a file that cannot be looked at takes.
+  const KorString folder = host.GetHome().DataDir() + "HardwareInventory/HardwareInventory";
+  const bool isSent = FileExists(folder + "Sent.xml") && !FileExists(folder + "Last.xml");
   const KorMutexLock lock(mutex);
   if (isUnchanged) return Outcome::kUnchanged;
   if (isTooEarly) return Outcome::kTooEarly;
-  // Once accepted, the latest inventory is the one last sent.
-  const KorString folder = host.GetHome().DataDir() + "HardwareInventory/HardwareInventory";
-  const bool isSent = FileExists(folder + "Sent.xml") && !FileExists(folder + "Last.xml");
   if (isSent) return Outcome::kAccepted;
   return isAccepted ? Outcome::kNotRecorded : Outcome::kNotAccepted;
 }

@@ -190,6 +190,20 @@ TEST_F(UploadCommand, UploadThatIsNotAcceptedIsAFailure) {
   EXPECT_EQ(2U, Delivered().size());
 }
 
+TEST_F(UploadCommand, UploadWhoseRecordCannotBeLookedAtEnds) {
+  ASSERT_EQ(0, Upload(kSerial).status);
+  fs::remove_all(Queue());
+  folder.Write("home/data/queue/files", "not a folder");
+  fs::remove(Stored("Sent.xml").Str());
+  fs::create_symlink("HardwareInventorySent.xml", Stored("Sent.xml").Str());
+
+  const ProgramRun run = Upload("NG-0000-0001");
+
+  EXPECT_EQ(4, run.status);
+  EXPECT_NE(std::string::npos, run.errors.find("Too many levels of symbolic links")) << run.errors;
+  EXPECT_NE(std::string::npos, run.errors.find("was not accepted for delivery")) << run.errors;
+}
+
 TEST_F(UploadCommand, UploadThatCannotBeRecordedIsSaid) {
   fs::create_directories(Stored("Sent.xml").Str() + "/in the way");
   fs::permissions(folder.Path("home").Str(), fs::perms::owner_all);
