@@ -27,10 +27,10 @@
 
 namespace {
 
-enum class Kind { kNone, kAllocation, kWrite, kSync, kRename, kOpen, kSpawn, kThread };
+enum class Kind { kNone, kAllocation, kWrite, kSync, kRename, kOpen, kSpawn, kThread, kStat };
 
-constexpr std::string_view kKindNames[] = {"none",   "allocation", "write", "sync",
-                                           "rename", "open",       "spawn", "thread"};
+constexpr std::string_view kKindNames[] = {"none", "allocation", "write",  "sync", "rename",
+                                           "open", "spawn",      "thread", "stat"};
 constexpr int kMostFrames = 48;
 // Of the library itself.
 constexpr int kOwnFrames = 2;
@@ -162,6 +162,11 @@ bool CanOpen(int folder, const char* path, bool creates) {
 bool OpenFails(const char* function, int folder, const char* path, bool creates) {
   if (kind != Kind::kOpen) return false;
   return CanOpen(folder, path, creates) && Fails(Kind::kOpen, function, path);
+}
+
+// Descriptors have no path, and what is asked of them is known already.
+bool StatFails(const char* function, const char* path) {
+  return path != nullptr && *path != '\0' && Fails(Kind::kStat, function, path);
 }
 
 // There is nobody to tell of a failure on standard error, and an eventfd has no disk to be full.
@@ -363,6 +368,34 @@ FILE* fopen(const char* path, const char* mode) {
 
 FILE* fopen64(const char* path, const char* mode) {
   return OpenFails("fopen64", AT_FDCWD, path, *mode != 'r') ? nullptr : REAL(fopen64)(path, mode);
+}
+
+int stat(const char* path, struct stat* status) {
+  return StatFails("stat", path) ? -1 : REAL(stat)(path, status);
+}
+
+int stat64(const char* path, struct stat64* status) {
+  return StatFails("stat64", path) ? -1 : REAL(stat64)(path, status);
+}
+
+int lstat(const char* path, struct stat* status) {
+  return StatFails("lstat", path) ? -1 : REAL(lstat)(path, status);
+}
+
+int lstat64(const char* path, struct stat64* status) {
+  return StatFails("lstat64", path) ? -1 : REAL(lstat64)(path, status);
+}
+
+int fstatat(int folder, const char* path, struct stat* status, int flags) {
+  return StatFails("fstatat", path) ? -1 : REAL(fstatat)(folder, path, status, flags);
+}
+
+int fstatat64(int folder, const char* path, struct stat64* status, int flags) {
+  return StatFails("fstatat64", path) ? -1 : REAL(fstatat64)(folder, path, status, flags);
+}
+
+int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) {
+  return StatFails("statx", path) ? -1 : REAL(statx)(folder, path, flags, mask, status);
 }
 
 int eventfd(unsigned count, int flags) {

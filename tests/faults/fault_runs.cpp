@@ -27,7 +27,7 @@ constexpr const char* kUsage =
     "  --library    the fault library beside this program\n"
     "  --recording  classic_server.machine\n"
     "  --kind       allocation, write (the disk is full), write-error, sync, rename, open, spawn\n"
-    "               (on this very machine) or thread\n"
+    "               (on this very machine), thread or stat (a look at a file)\n"
     "  --every      leaves out all but each N-th call, 1 by default\n"
     "  --places     only the first call of each place that is reached, told apart by that many\n"
     "               callers (at most 46)\n"
@@ -41,11 +41,15 @@ struct Kind {
   int error;
 };
 
-const std::map<std::string_view, Kind> kKinds = {
-    {"allocation", {"allocation", ENOMEM}}, {"write", {"write", ENOSPC}},
-    {"write-error", {"write", EIO}},        {"sync", {"sync", EIO}},
-    {"rename", {"rename", ENOSPC}},         {"open", {"open", EMFILE}},
-    {"spawn", {"spawn", EAGAIN}},           {"thread", {"thread", EAGAIN}}};
+const std::map<std::string_view, Kind> kKinds = {{"allocation", {"allocation", ENOMEM}},
+                                                 {"write", {"write", ENOSPC}},
+                                                 {"write-error", {"write", EIO}},
+                                                 {"sync", {"sync", EIO}},
+                                                 {"rename", {"rename", ENOSPC}},
+                                                 {"open", {"open", EMFILE}},
+                                                 {"spawn", {"spawn", EAGAIN}},
+                                                 {"thread", {"thread", EAGAIN}},
+                                                 {"stat", {"stat", EIO}}};
 
 struct Options {
   Programs programs;

@@ -118,13 +118,15 @@ void Scene::CheckAnswer(const Trial& trial, const Fault& fault, const Complain& 
   const AgentRun& run = trial.run;
   if (run.status == 0) {
     CheckResult(run, complain);
-    // Memory that a library can do without is none of the user's business; nor is a settings file
-    // of a library, which has defaults, nor what was opened at the second attempt: the log, and a
-    // document, for which there are two readers.
+    // Memory that a library can do without is none of the user's business, nor is a look at a file
+    // that a right inventory did not need; nor is a settings file of a library, which has defaults,
+    // nor what was opened at the second attempt: the log, and a document, for which there are two
+    // readers.
     const bool isForeign = Contains(run.what, " /") && !Contains(run.what, home.string());
     const bool isTriedAgain =
         run.what.ends_with("/kor-agent.log") || Contains(run.trace, "ObjInv5Parse");
-    const bool isHarmless = fault.kind == "allocation" || isForeign || isTriedAgain;
+    const bool isUnneeded = fault.kind == "allocation" || fault.kind == "stat";
+    const bool isHarmless = isUnneeded || isForeign || isTriedAgain;
     if (!trial.isNamed && !isHarmless) complain("nothing is said of the failure");
   } else {
     if (!Contains(run.errors, "kor-agent: ")) complain("it failed without a word");
