@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "agent/folder_upstream.h"
+#include "agent/queue_folder.h"
 #include "support/captured_log.h"
 #include "support/temporary_folder.h"
 
@@ -242,20 +243,13 @@ TEST(FolderUpstream, FolderThatCannotBeUsedIsTriedAgain) {
   EXPECT_EQ(Verdict::kRetry, upstream.Deliver(*queue.Peek(false)).verdict);
 }
 
-TEST(FolderUpstream, FolderThatCannotBeListedIsNotTakenForEmpty) {
+TEST(QueueFolder, ThatCannotBeListedIsNotTakenForEmpty) {
   const TemporaryFolder folder;
-  agent::FolderUpstream upstream(folder.Path("out"), kRoom);
-  rlimit before{};
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
-  const rlimit none{0, before.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-
-  const DeliveryResult result = upstream.Deliver(QueuedItem());
-
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
-  EXPECT_EQ(Verdict::kRetry, result.verdict);
-  EXPECT_EQ("the folder '" + folder.Path("out").Str() + "' cannot be read: Too many open files",
-            result.reason.Str());
+  const auto listing = agent::ListQueueFolder(folder.Path("none"));
+  ASSERT_FALSE(listing.IsOk());
+  EXPECT_EQ(
+      "the folder '" + folder.Path("none").Str() + "' cannot be read: No such file or directory",
+      listing.Reason().Str());
 }
 
 TEST(Backoff, GrowsToItsLimitWithJitterAndObeysTheServer) {
