@@ -1,6 +1,8 @@
 #include "kor/markup_tree.h"
 
+#include <algorithm>
 #include <charconv>
+#include <memory>
 #include <optional>
 #include <pugixml.hpp>
 #include <string_view>
@@ -61,13 +63,17 @@ class MarkupReader {
       element->attributes.emplace_back(attribute.name(), attribute.value());
     }
     for (const pugi::xml_node child : source.children()) {
-      element->children.push_back(ReadNode(child));
+      if (!IsEmptyText(child)) element->children.push_back(ReadNode(child));
     }
     element->readChildren = element->children.size();
     return element;
   }
 
  private:
+  static bool IsEmptyText(pugi::xml_node source) {
+    return source.type() == pugi::node_cdata && *source.value() == '\0';
+  }
+
   static std::unique_ptr<MarkupNode> ReadNode(pugi::xml_node source) {
     switch (source.type()) {
       case pugi::node_element:
@@ -109,7 +115,7 @@ class MarkupWriter {
       AppendEscaped(value.View(), "\"\n\t");
       out += '"';
     }
-    if (element.children.empty()) {
+    if (IsEmpty(element)) {
       out += "/>";
       return;
     }
@@ -119,6 +125,13 @@ class MarkupWriter {
   }
 
  private:
+  static bool IsEmpty(const MarkupElementNode& element) {
+    return std::ranges::all_of(element.children, [](const std::unique_ptr<MarkupNode>& child) {
+      const MarkupTextNode* text = child->CastAsTextNode();
+      return text != nullptr && text->GetData().IsEmpty();
+    });
+  }
+
   // The text of white space that was read at that place; null when something else stands there.
   static const KorString* SpaceAt(const MarkupElementNode& element, size_t index) {
     if (index >= element.readChildren) return nullptr;

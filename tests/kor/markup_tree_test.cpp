@@ -113,6 +113,14 @@ TEST_F(Markup, SectionsAreTexts) {
   EXPECT_EQ(Text(), "<A>&lt;x&gt; &amp; y</A>");
 }
 
+// What holds nothing is written as an empty element, as it would be when it is read again.
+TEST_F(Markup, EmptyTextsAreNothing) {
+  Parse("<a><b><![CDATA[]]></b><c><![CDATA[]]>text<![CDATA[]]></c></a>");
+  EXPECT_EQ("<a><b/><c>text</c></a>", Text());
+  tree.FetchNode("a/b")->AddChild(std::make_unique<MarkupTextNode>("").release());
+  EXPECT_EQ("<a><b/><c>text</c></a>", Text());
+}
+
 TEST_F(Markup, ChangedTextIsEscapedAndNothingElseChanges) {
   Parse(kDocument);
   tree.FetchNode("HWINVCONFIG/HWINVWMILIST/HWWMICLASS@1/CLASSNAME")
