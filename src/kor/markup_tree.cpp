@@ -63,17 +63,13 @@ class MarkupReader {
       element->attributes.emplace_back(attribute.name(), attribute.value());
     }
     for (const pugi::xml_node child : source.children()) {
-      if (!IsEmptyText(child)) element->children.push_back(ReadNode(child));
+      element->children.push_back(ReadNode(child));
     }
     element->readChildren = element->children.size();
     return element;
   }
 
  private:
-  static bool IsEmptyText(pugi::xml_node source) {
-    return source.type() == pugi::node_cdata && *source.value() == '\0';
-  }
-
   static std::unique_ptr<MarkupNode> ReadNode(pugi::xml_node source) {
     switch (source.type()) {
       case pugi::node_element:

@@ -184,6 +184,11 @@ TEST(DeliveryWorker, QueueThatCannotBeUsedIsToldAndTriedAgain) {
   worker.Stop();
   EXPECT_EQ(std::vector<std::string>{id}, delivered);
   EXPECT_EQ("", worker.LastFailure().Str());
+  const std::string text = log.Text();
+  const std::string told =
+      "error: Nothing can be delivered from '" + folder.Path("queue").Str() + "'";
+  EXPECT_NE(std::string::npos, text.find(told)) << text;
+  EXPECT_EQ(text.rfind(told), text.find(told)) << text;
 }
 
 int64_t MicrosecondsUsed() {
